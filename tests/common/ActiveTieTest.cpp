@@ -1,0 +1,135 @@
+#include "common/ActiveTie.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <boost/thread/mutex.hpp>
+#include <stdexcept>
+#include <vector>
+
+#include "common/Exceptions.h"
+#include "common/Singleton.h"
+#include "support/Wait.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+struct Recorder {
+  boost::mutex mutex;
+  std::vector<int> seen;
+  boost::thread::id worker;
+  void Add(int value) {
+    boost::mutex::scoped_lock lock(mutex);
+    seen.push_back(value);
+    worker = boost::this_thread::get_id();
+  }
+  std::vector<int> Seen() {
+    boost::mutex::scoped_lock lock(mutex);
+    return seen;
+  }
+};
+
+struct Event {
+  static std::atomic<int> alive;
+  explicit Event(int value, bool fails = false) : value(value), fails(fails) { ++alive; }
+  virtual ~Event() { --alive; }
+  virtual void Execute(Recorder* recorder) {
+    recorder->Add(value);
+    if (fails) {
+      throw std::runtime_error("handler failed");
+    }
+  }
+  int value;
+  bool fails;
+};
+std::atomic<int> Event::alive{0};
+
+using Tie = common::ActiveTie<Recorder, Event>;
+
+class Proxy : public common::ActiveProxy<Tie, Event> {
+ public:
+  explicit Proxy(Tie& tie) : ActiveProxy(tie) {}
+  void Value(int value) { Post(new Event(value)); }
+};
+
+TEST(ActiveTieTest, EventsBeforeStartRunAfterItInOrderAndStopDrains) {
+  Recorder recorder;
+  {
+    Tie tie(&recorder);
+    Proxy proxy(tie);
+    for (int i = 0; i < 10; ++i) {
+      proxy.Value(i);
+    }
+    EXPECT_TRUE(recorder.Seen().empty());
+    tie.Start();
+    tie.Stop();  // the end-of-work mark goes behind the ten events
+    EXPECT_EQ((std::vector<int>{0, 1, 2, 3, 4, 5, 6, 7, 8, 9}), recorder.Seen());
+    EXPECT_NE(boost::this_thread::get_id(), recorder.worker);
+    EXPECT_EQ(0, Event::alive);
+
+    // A tie may start again; events posted while stopped wait for it.
+    proxy.Value(10);
+    tie.Start();
+    ASSERT_TRUE(testsupport::WaitUntil([&] { return recorder.Seen().size() == 11; }, 10s));
+  }  // the destructor stops a started tie
+  EXPECT_EQ(0, Event::alive);
+}
+
+TEST(ActiveTieTest, FailingHandlerDoesntEndTheWorker) {
+  Recorder recorder;
+  Tie tie(&recorder);
+  tie.Start();
+  tie.Post(new Event(1, true));
+  tie.Post(new Event(2));
+  ASSERT_TRUE(testsupport::WaitUntil([&] { return recorder.Seen().size() == 2; }, 10s));
+  tie.Stop();
+  EXPECT_EQ(0, Event::alive);
+}
+
+TEST(ActiveTieTest, MisuseOfStartAndStopKeepsTheState) {
+  Recorder recorder;
+  Tie tie(&recorder);
+  try {
+    tie.Stop();
+    FAIL();
+  } catch (const InvalidOperationException& error) {
+    EXPECT_STREQ("thread was stopped", error.what());
+  }
+  tie.Start();
+  try {
+    tie.Start();
+    FAIL();
+  } catch (const InvalidOperationException& error) {
+    EXPECT_STREQ("thread was started", error.what());
+  }
+  tie.Post(new Event(5));
+  tie.Stop();
+  EXPECT_EQ(std::vector<int>{5}, recorder.Seen());
+}
+
+TEST(ActiveTieTest, UndeliveredEventsAreDeletedWithTheTie) {
+  Recorder recorder;
+  {
+    Tie tie(&recorder);
+    tie.Post(new Event(1));
+    tie.Post(new Event(2));
+    EXPECT_EQ(2, Event::alive);
+  }
+  EXPECT_EQ(0, Event::alive);
+  EXPECT_TRUE(recorder.Seen().empty());
+}
+
+class Only : public common::Singleton<Only, common::NullMutex> {
+ public:
+  int value = 0;
+};
+
+TEST(SingletonTest, InstanceIsCreatedOnceAndKept) {
+  Only& first = Only::Instance();
+  first.value = 42;
+  EXPECT_EQ(&first, &Only::Instance());
+  EXPECT_EQ(42, Only::Instance().value);
+}
+
+}  // namespace
