@@ -4,10 +4,10 @@
 
 #include <gtest/gtest.h>
 
-#include <cerrno>
 #include <deque>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "common/Exceptions.h"
 #include "data/DatabaseFile.h"
@@ -66,7 +66,7 @@ TEST(DatabaseTest, SaveReplacesTheFileAndLeavesNothingBeside) {
 
   // The unsynchronised variant writes the same bytes.
   data::WriteDatabaseFile(first, path, false);
-  EXPECT_EQ(data::EncodeDatabase(first), testsupport::ReadFile(path));
+  EXPECT_TRUE(data::EncodeDatabase(first) == testsupport::ReadFile(path));
 }
 
 TEST(DatabaseTest, FailedSaveReturnsFalseAndKeepsTheOldFile) {
@@ -84,77 +84,49 @@ TEST(DatabaseTest, FailedSaveReturnsFalseAndKeepsTheOldFile) {
   EXPECT_TRUE(std::filesystem::is_directory(path + "/inside"));
 }
 
-TEST(DatabaseTest, ReadDatabaseFileTellsWhy) {
-  testsupport::TempDir folder;
-  Database database("unused");
-  try {
-    data::ReadDatabaseFile(folder.File("missing"), database);
-    FAIL() << "no exception";
-  } catch (const IOException& error) {
-    EXPECT_EQ(ENOENT, error.GetErrorNumber());
-    EXPECT_NE(std::string::npos, std::string(error.what()).find("could not open " + folder.File("missing")));
-  }
-  testsupport::WriteFile(folder.File("short"), "abc");
-  try {
-    data::ReadDatabaseFile(folder.File("short"), database);
-    FAIL() << "no exception";
-  } catch (const ParseException& error) {
-    EXPECT_EQ(folder.File("short") + ": damaged database file: archive ends early", error.what());
-  }
-}
-
-TEST(DatabaseTest, InboxNewestFirstWhateverTheKind) {
-  Database database("unused");
-  auto addOrder = [&](unsigned id, unsigned key, data::Order::State state) {
-    data::Order order(id, "", "");
-    order.sortKey = key;
-    order.state = state;
-    database.orders.insert({id, order});
-  };
-  auto addMessage = [&](unsigned id, unsigned key, bool read) {
-    data::TextMessage message(id, "");
-    message.sortKey = key;
-    message.read = read;
-    database.textMessages.insert({id, message});
-  };
-  addOrder(10, 5, data::Order::StateNew);
-  addOrder(11, 2, data::Order::StateNewToAccept);
-  addOrder(12, 7, data::Order::StateReadToAccept);
-  addOrder(13, 3, data::Order::StateRead);  // same key as a message: the order comes first
-  addMessage(1, 3, false);
-  addMessage(2, 9, true);
-  addMessage(3, 4, false);
-
-  std::deque<data::InboxEntry*> entries(3, nullptr);
-  database.GetInboxEntries(entries);
+std::vector<unsigned> Ids(const std::deque<data::InboxEntry*>& entries) {
   std::vector<unsigned> ids;
   for (const data::InboxEntry* entry : entries) {
     ids.push_back(entry->id);
   }
-  EXPECT_EQ((std::vector<unsigned>{2, 12, 10, 3, 13, 1, 11}), ids);
-  EXPECT_EQ(&database.orders.at(12), entries[1]);
-
-  database.GetUnreadInboxEntries(entries);
-  ids.clear();
-  for (const data::InboxEntry* entry : entries) {
-    ids.push_back(entry->id);
-  }
-  EXPECT_EQ((std::vector<unsigned>{10, 3, 1, 11}), ids);
+  return ids;
 }
 
-TEST(DatabaseTest, StatusListsInAscendingId) {
+TEST(DatabaseTest, InboxNewestFirstWhateverTheKind) {
   Database database("unused");
+  const unsigned orders[][3] = {{10, 5, 0}, {11, 2, 1}, {12, 7, 2}, {13, 3, 3}};  // id, key, state
+  for (const auto& o : orders) {
+    data::Order order(o[0], "", "");
+    order.sortKey = o[1];
+    order.state = static_cast<data::Order::State>(o[2]);
+    database.orders.insert({o[0], order});
+  }
+  const unsigned messages[][3] = {{1, 3, 0}, {2, 9, 1}, {3, 4, 0}};  // id, key, read
+  for (const auto& m : messages) {
+    data::TextMessage message(m[0], "");
+    message.sortKey = m[1];
+    message.read = m[2] != 0;
+    database.textMessages.insert({m[0], message});
+  }
+  std::deque<data::InboxEntry*> entries(3, nullptr);
+  database.GetInboxEntries(entries);
+  // Equal keys (order 13, message 1) keep orders first.
+  EXPECT_EQ((std::vector<unsigned>{2, 12, 10, 3, 13, 1, 11}), Ids(entries));
+  EXPECT_EQ(&database.orders.at(12), entries[1]);
+  database.GetUnreadInboxEntries(entries);
+  EXPECT_EQ((std::vector<unsigned>{10, 3, 1, 11}), Ids(entries));
+
   database.statuses.insert({30, data::Status(30, "c")});
   database.statuses.insert({10, data::Status(10, "a")});
   database.orderStatuses.insert({5, data::Status(5, "x")});
-  std::deque<data::Status*> entries(1, nullptr);
-  database.GetStatuses(entries);
-  ASSERT_EQ(2u, entries.size());
-  EXPECT_EQ("a", entries[0]->text);
-  EXPECT_EQ("c", entries[1]->text);
-  database.GetOrderStatuses(entries);
-  ASSERT_EQ(1u, entries.size());
-  EXPECT_EQ(&database.orderStatuses.at(5), entries[0]);
+  std::deque<data::Status*> statuses(1, nullptr);
+  database.GetStatuses(statuses);
+  ASSERT_EQ(2u, statuses.size());
+  EXPECT_EQ("a", statuses[0]->text);
+  EXPECT_EQ(&database.statuses.at(30), statuses[1]);
+  database.GetOrderStatuses(statuses);
+  ASSERT_EQ(1u, statuses.size());
+  EXPECT_EQ("x", statuses[0]->text);
 }
 
 }  // namespace
