@@ -1,0 +1,23 @@
+#pragma once
+
+#include <iosfwd>
+
+#include <nlohmann/json.hpp>
+
+namespace data {
+class Database;
+}
+
+namespace velarnctl {
+
+// A database for a person: every order with its state and fields, the text
+// messages, both status lists, the working time, the configuration, and the
+// unit's and the navigation application's records. Times in UTC beside
+// their stored numbers.
+void PrintDatabase(std::ostream& out, const data::Database& database);
+
+// The same for machines: the members under their names in the code, times
+// as the stored numbers.
+nlohmann::json DatabaseToJson(const data::Database& database);
+
+}  // namespace velarnctl
