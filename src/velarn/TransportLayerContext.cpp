@@ -1,0 +1,46 @@
+#include "velarn/TransportLayerContext.h"
+
+#include <boost/archive/binary_iarchive.hpp>
+#include <boost/archive/binary_oarchive.hpp>
+#include <boost/serialization/base_object.hpp>
+#include <boost/serialization/list.hpp>
+
+#include "common/BufferSerialization.h"
+
+namespace velarn {
+
+template <class Archive>
+void Packet::serialize(Archive& archive, const unsigned int /*version*/) {
+  archive& flags;
+  archive& data;
+}
+
+TransportLayerContext::TransportLayerContext() : sessionId(0), txSequence(0), rxSequence(0), retryCount(0) {}
+
+TransportLayerContext::~TransportLayerContext() = default;
+
+template <class Archive>
+void TransportLayerContext::serialize(Archive& archive, const unsigned int /*version*/) {
+  archive& boost::serialization::base_object<ATransportLayerContext>(*this);
+  archive& sessionId;
+  archive& txSequence;
+  archive& rxSequence;
+  archive& retryCount;
+  archive& packets;
+}
+
+void WriteContextArchive(std::ostream& out, const ATransportLayerContext* context) {
+  boost::archive::binary_oarchive archive(out);
+  archive << context;
+}
+
+ATransportLayerContext* ReadContextArchive(std::istream& in) {
+  boost::archive::binary_iarchive archive(in);
+  ATransportLayerContext* context = nullptr;
+  archive >> context;
+  return context;
+}
+
+}  // namespace velarn
+
+BOOST_CLASS_EXPORT_IMPLEMENT(velarn::TransportLayerContext)
