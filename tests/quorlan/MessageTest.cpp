@@ -15,7 +15,7 @@
 #include "quorlan/NullMessageNode.h"
 #include "quorlan/StringMessageNode.h"
 #include "quorlan/StructMessageNode.h"
-#include "quorlan/TestBytes.h"
+#include "quorlan/TestHelpers.h"
 
 namespace {
 
