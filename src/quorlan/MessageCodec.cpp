@@ -36,6 +36,8 @@ void MessageCodec::Register(AIncomingMessageFactory& factory) {
   Instance().factories[factory.GetMessageId()] = &factory;
 }
 
+bool MessageCodec::IsRegistered(uint16_t id) { return Instance().factories.count(id) != 0; }
+
 boost::shared_ptr<AIncomingMessage> MessageCodec::Parse(const common::Buffer& buffer) {
   Message tree(0);
   tree.Parse(buffer);

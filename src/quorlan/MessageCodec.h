@@ -29,6 +29,10 @@ class MessageCodec : private boost::noncopyable {
   // factory isn't owned and must outlive its use.
   static void Register(AIncomingMessageFactory& factory);
 
+  // Whether a factory is registered for id, i.e. whether Parse can make a
+  // typed message of it.
+  static bool IsRegistered(uint16_t id);
+
   // Parses the tree (every failure there a ParseException with the tree's
   // text), then looks the id up ("unknown message") and lets a new typed
   // message read its fields. Throws and leaves nothing behind on failure.

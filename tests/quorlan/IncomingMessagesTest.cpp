@@ -249,6 +249,11 @@ TEST(IncomingMessagesTest, CancelTextConfigurationAndReset) {
 }
 
 TEST(IncomingMessagesTest, CodecKnowsOnlyTheSixIdsAndChecksTheTreeFirst) {
+  for (uint16_t id = 0x0401; id <= 0x0406; ++id) {
+    EXPECT_TRUE(MessageCodec::IsRegistered(id)) << id;
+  }
+  EXPECT_FALSE(MessageCodec::IsRegistered(0x0407));
+  EXPECT_FALSE(MessageCodec::IsRegistered(0x0501));
   EXPECT_EQ("unknown message", ParseFailure(Tree(0x0407, {{1, Int(1)}})));
   EXPECT_EQ("unknown message", ParseFailure(Tree(0x0501, {})));
   EXPECT_EQ("unknown message", ParseFailure(Tree(0x0400, {})));
