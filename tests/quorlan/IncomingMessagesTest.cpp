@@ -27,12 +27,7 @@ boost::shared_ptr<T> ParseAs(const Buffer& bytes) {
 }
 
 std::string ParseFailure(const Buffer& bytes) {
-  try {
-    MessageCodec::Parse(bytes);
-  } catch (const ParseException& error) {
-    return error.what();
-  }
-  return "";
+  return Thrown<ParseException>([&] { MessageCodec::Parse(bytes); });
 }
 
 // Records which overload a message dispatched itself to.

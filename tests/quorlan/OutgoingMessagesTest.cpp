@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <string>
 
 #include "common/Exceptions.h"
@@ -67,17 +66,14 @@ quorlan::PositionGroup Position(bool valid, int32_t latitude, int32_t longitude)
   return position;
 }
 
-// Each required field in turn taken away fails with its key.
-template <class T>
-void EachRequiredFails(const T& complete,
-                       std::initializer_list<std::pair<int, std::function<void(T&)>>> fields) {
-  for (const auto& field : fields) {
-    T message = complete;
-    field.second(message);
-    EXPECT_EQ("failure: can't serialize parameter: " + std::to_string(field.first), Encoded(message))
-        << "message " << message.GetId();
-  }
+// The failure of message with field put into state (Absent by default).
+template <class M, class B, class F>
+std::string Without(M message, MessageField<F> B::*field, quorlan::FieldState state = quorlan::Absent) {
+  (message.*field).state = state;
+  return Encoded(message);
 }
+
+std::string Missing(int key) { return "failure: can't serialize parameter: " + std::to_string(key); }
 
 TEST(OutgoingMessagesTest, TextMessageWorkflowEventIsTwentyTwoBytes) {
   quorlan::TextMessageWorkflowEventOutMsg event;
@@ -86,12 +82,10 @@ TEST(OutgoingMessagesTest, TextMessageWorkflowEventIsTwentyTwoBytes) {
   event.workflowCode.SetValue(102);
   EXPECT_EQ("05 08 01 C8 00 00 00 45 D9 64 B8 00 02 C2 00 8D C4 03 E8 8E C2 66", Encoded(event));
 
-  EachRequiredFails<quorlan::TextMessageWorkflowEventOutMsg>(
-      event,
-      {{1, [](quorlan::TextMessageWorkflowEventOutMsg& m) { m.time.state = quorlan::Absent; }},
-       {2, [](quorlan::TextMessageWorkflowEventOutMsg& m) { m.linkAge.state = quorlan::Null; }},
-       {0x8D, [](quorlan::TextMessageWorkflowEventOutMsg& m) { m.messageId.state = quorlan::Absent; }},
-       {0x8E, [](quorlan::TextMessageWorkflowEventOutMsg& m) { m.workflowCode.state = quorlan::Absent; }}});
+  EXPECT_EQ(Missing(1), Without(event, &AEventOutMsg::time));
+  EXPECT_EQ(Missing(2), Without(event, &AEventOutMsg::linkAge, quorlan::Null));
+  EXPECT_EQ(Missing(0x8D), Without(event, &quorlan::TextMessageWorkflowEventOutMsg::messageId));
+  EXPECT_EQ(Missing(0x8E), Without(event, &quorlan::TextMessageWorkflowEventOutMsg::workflowCode));
 }
 
 TEST(OutgoingMessagesTest, EventHeaderWithBothPositionsAndOptionalKeys) {
@@ -135,12 +129,8 @@ TEST(OutgoingMessagesTest, EventHeaderWithBothPositionsAndOptionalKeys) {
   quorlan::StatusEventOutMsg noTime = event;
   noTime.unitPosition.value.time.state = quorlan::Absent;
   EXPECT_EQ("failure: can't serialize parameter: 4", Encoded(noTime));
-  quorlan::StatusEventOutMsg nullUnit = event;
-  nullUnit.unitPosition.state = quorlan::Null;
-  EXPECT_EQ("failure: can't serialize parameter: 3", Encoded(nullUnit));
-  quorlan::StatusEventOutMsg nullNavigation = event;
-  nullNavigation.navigationPosition.state = quorlan::Null;
-  EXPECT_EQ("failure: can't serialize parameter: 4", Encoded(nullNavigation));
+  EXPECT_EQ(Missing(3), Without(event, &AEventOutMsg::unitPosition, quorlan::Null));
+  EXPECT_EQ(Missing(4), Without(event, &AEventOutMsg::navigationPosition, quorlan::Null));
   // The header fails before the concrete keys.
   quorlan::StatusEventOutMsg twoMissing = event;
   twoMissing.statusId.state = quorlan::Absent;
@@ -161,9 +151,8 @@ TEST(OutgoingMessagesTest, OrderEventsWriteTheirKeys) {
   EXPECT_EQ(3, IntegerAt(tree, "129"));
   EXPECT_EQ(1001, IntegerAt(tree, "131"));
   EXPECT_FALSE(tree.HasNode(0x82));
-  EachRequiredFails<quorlan::OrderStatusEventOutMsg>(
-      status, {{0x81, [](quorlan::OrderStatusEventOutMsg& m) { m.statusId.state = quorlan::Absent; }},
-               {0x83, [](quorlan::OrderStatusEventOutMsg& m) { m.orderId.state = quorlan::Absent; }}});
+  EXPECT_EQ(Missing(0x81), Without(status, &quorlan::OrderStatusEventOutMsg::statusId));
+  EXPECT_EQ(Missing(0x83), Without(status, &quorlan::OrderStatusEventOutMsg::orderId));
 
   quorlan::OrderWorkflowEventOutMsg workflow;
   FillHeader(workflow);
@@ -176,11 +165,10 @@ TEST(OutgoingMessagesTest, OrderEventsWriteTheirKeys) {
   EXPECT_EQ(1001, IntegerAt(tree, "131"));
   EXPECT_EQ(2, IntegerAt(tree, "132"));
   EXPECT_EQ(501, IntegerAt(tree, "133"));
-  EachRequiredFails<quorlan::OrderWorkflowEventOutMsg>(
-      workflow,
-      {{0x83, [](quorlan::OrderWorkflowEventOutMsg& m) { m.orderId.state = quorlan::Absent; }},
-       {0x84, [](quorlan::OrderWorkflowEventOutMsg& m) { m.orderType.state = quorlan::Absent; }},
-       {133, [](quorlan::OrderWorkflowEventOutMsg& m) { m.workflowCode.state = quorlan::Absent; }}});
+  EXPECT_EQ(Missing(0x83), Without(workflow, &quorlan::OrderWorkflowEventOutMsg::orderId));
+  EXPECT_EQ(Missing(0x84), Without(workflow, &quorlan::OrderWorkflowEventOutMsg::orderType));
+  EXPECT_EQ("failure: can't serialize parameter: 133",
+            Without(workflow, &quorlan::OrderWorkflowEventOutMsg::workflowCode));
 
   quorlan::ETAReportOutMsg eta;
   FillHeader(eta);
@@ -197,9 +185,8 @@ TEST(OutgoingMessagesTest, OrderEventsWriteTheirKeys) {
   EXPECT_EQ(1001, IntegerAt(tree, "131"));
   EXPECT_EQ(15000, IntegerAt(tree, "139"));
   EXPECT_EQ(790003600, IntegerAt(tree, "140"));
-  EachRequiredFails<quorlan::ETAReportOutMsg>(
-      eta, {{0x83, [](quorlan::ETAReportOutMsg& m) { m.orderId.state = quorlan::Absent; }},
-            {0x8A, [](quorlan::ETAReportOutMsg& m) { m.reportKind.state = quorlan::Null; }}});
+  EXPECT_EQ(Missing(0x83), Without(eta, &quorlan::ETAReportOutMsg::orderId));
+  EXPECT_EQ(Missing(0x8A), Without(eta, &quorlan::ETAReportOutMsg::reportKind, quorlan::Null));
 }
 
 TEST(OutgoingMessagesTest, TextStatusWorkingTimeAndDriverEvents) {
@@ -221,10 +208,9 @@ TEST(OutgoingMessagesTest, TextStatusWorkingTimeAndDriverEvents) {
   EXPECT_FALSE(tree.HasNode(0x89));
   report.extra.SetValue(9);
   EXPECT_EQ(9, IntegerAt(Decoded(report), "137"));
-  EachRequiredFails<quorlan::WorkingTimeReportOutMsg>(
-      report, {{0x86, [](quorlan::WorkingTimeReportOutMsg& m) { m.previousState.state = quorlan::Absent; }},
-               {0x87, [](quorlan::WorkingTimeReportOutMsg& m) { m.newState.state = quorlan::Absent; }},
-               {0x88, [](quorlan::WorkingTimeReportOutMsg& m) { m.driverId.state = quorlan::Absent; }}});
+  EXPECT_EQ(Missing(0x86), Without(report, &quorlan::WorkingTimeReportOutMsg::previousState));
+  EXPECT_EQ(Missing(0x87), Without(report, &quorlan::WorkingTimeReportOutMsg::newState));
+  EXPECT_EQ(Missing(0x88), Without(report, &quorlan::WorkingTimeReportOutMsg::driverId));
 
   quorlan::DriverIdChangedOutMsg driver;
   FillHeader(driver);
@@ -233,10 +219,8 @@ TEST(OutgoingMessagesTest, TextStatusWorkingTimeAndDriverEvents) {
   tree = Decoded(driver);
   EXPECT_EQ(0xFFFFFFFFLL, IntegerAt(tree, "136"));  // widened with zeros, not negative
   EXPECT_EQ(0, IntegerAt(tree, "143"));
-  EachRequiredFails<quorlan::DriverIdChangedOutMsg>(
-      driver,
-      {{0x88, [](quorlan::DriverIdChangedOutMsg& m) { m.driverId.state = quorlan::Absent; }},
-       {0x8F, [](quorlan::DriverIdChangedOutMsg& m) { m.previousDriverId.state = quorlan::Absent; }}});
+  EXPECT_EQ(Missing(0x88), Without(driver, &quorlan::DriverIdChangedOutMsg::driverId));
+  EXPECT_EQ(Missing(0x8F), Without(driver, &quorlan::DriverIdChangedOutMsg::previousDriverId));
 }
 
 TEST(OutgoingMessagesTest, ErrorAndNewConnectionMessages) {
@@ -252,10 +236,9 @@ TEST(OutgoingMessagesTest, ErrorAndNewConnectionMessages) {
   EXPECT_EQ("unknown message", StringAt(tree, "4"));
   EXPECT_EQ("04 07",
             Hex(boost::dynamic_pointer_cast<quorlan::ByteArrayMessageNode>(tree.GetNode(5))->GetValue()));
-  EachRequiredFails<quorlan::ErrorOutMsg>(
-      error, {{1, [](quorlan::ErrorOutMsg& m) { m.errorCode.state = quorlan::Absent; }},
-              {2, [](quorlan::ErrorOutMsg& m) { m.time.state = quorlan::Absent; }},
-              {3, [](quorlan::ErrorOutMsg& m) { m.release.state = quorlan::Absent; }}});
+  EXPECT_EQ(Missing(1), Without(error, &quorlan::ErrorOutMsg::errorCode));
+  EXPECT_EQ(Missing(2), Without(error, &quorlan::ErrorOutMsg::time));
+  EXPECT_EQ(Missing(3), Without(error, &quorlan::ErrorOutMsg::release));
 
   quorlan::NewVelarnConnectedOutMsg connected;
   connected.time.SetValue(1);
@@ -267,12 +250,12 @@ TEST(OutgoingMessagesTest, ErrorAndNewConnectionMessages) {
       "05 80 01 C2 01 02 28 08 C2 01 C2 02 C2 03 C2 04 C2 05 C2 06 C2 07 C6 00 01 11 70 03 20 "
       "04 40 09 76 6C 64 30 2E 30 34 30 34 05 C2 02",
       Encoded(connected));
-  EachRequiredFails<quorlan::NewVelarnConnectedOutMsg>(
-      connected, {{1, [](quorlan::NewVelarnConnectedOutMsg& m) { m.time.state = quorlan::Absent; }},
-                  {2, [](quorlan::NewVelarnConnectedOutMsg& m) { m.orderIds.state = quorlan::Absent; }},
-                  {3, [](quorlan::NewVelarnConnectedOutMsg& m) { m.textMessageIds.state = quorlan::Null; }},
-                  {4, [](quorlan::NewVelarnConnectedOutMsg& m) { m.release.state = quorlan::Absent; }},
-                  {5, [](quorlan::NewVelarnConnectedOutMsg& m) { m.resetMode.state = quorlan::Absent; }}});
+  EXPECT_EQ(Missing(1), Without(connected, &quorlan::NewVelarnConnectedOutMsg::time));
+  EXPECT_EQ(Missing(2), Without(connected, &quorlan::NewVelarnConnectedOutMsg::orderIds));
+  EXPECT_EQ(Missing(3),
+            Without(connected, &quorlan::NewVelarnConnectedOutMsg::textMessageIds, quorlan::Null));
+  EXPECT_EQ(Missing(4), Without(connected, &quorlan::NewVelarnConnectedOutMsg::release));
+  EXPECT_EQ(Missing(5), Without(connected, &quorlan::NewVelarnConnectedOutMsg::resetMode));
   // A list over its limit fails as in the tree.
   connected.orderIds.value.assign(2048, 1);
   EXPECT_EQ("failure: to long list", Encoded(connected));

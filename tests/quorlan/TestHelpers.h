@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <exception>
 #include <initializer_list>
 #include <string>
 #include <utility>
@@ -78,6 +79,18 @@ inline std::string Hex(const common::Buffer& buffer) {
 
 inline quorlan::MessageNodePtr ByteArray(const common::Buffer& value) {
   return boost::make_shared<quorlan::ByteArrayMessageNode>(value);
+}
+
+// The what() of the exception of type E that call throws, "no failure" if
+// it returns. Any other exception type escapes and fails the test.
+template <class E, class F>
+std::string Thrown(F call) {
+  try {
+    call();
+  } catch (const E& error) {
+    return error.what();
+  }
+  return "no failure";
 }
 
 inline common::Buffer Tree(uint16_t id, Entries entries) {
