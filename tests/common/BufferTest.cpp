@@ -121,7 +121,8 @@ TEST(BufferTest, CopiesOwnTheirBlock) {
   EXPECT_EQ(50u, other.GetCapacity());
   EXPECT_EQ(0xB, other[1]);
 
-  other = other;  // self-assignment is harmless
+  const common::Buffer& alias = other;
+  other = alias;  // self-assignment is harmless
   EXPECT_EQ(0xB, other[1]);
 }
 
