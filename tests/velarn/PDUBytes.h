@@ -1,0 +1,40 @@
+#pragma once
+
+#include <functional>
+#include <initializer_list>
+#include <string>
+#include <vector>
+
+#include "common/Buffer.h"
+
+namespace velarntest {
+
+// A buffer holding exactly the given bytes.
+inline common::Buffer Bytes(std::initializer_list<int> bytes) {
+  common::Buffer buffer(static_cast<unsigned>(bytes.size()), 200);
+  for (int byte : bytes) {
+    buffer.Append(static_cast<unsigned char>(byte));
+  }
+  return buffer;
+}
+
+inline std::vector<int> Content(const common::Buffer& buffer) {
+  return std::vector<int>(buffer.GetData(), buffer.GetData() + buffer.GetSize());
+}
+
+inline std::string Text(const common::Buffer& buffer) {
+  return std::string(reinterpret_cast<const char*>(buffer.GetData()), buffer.GetSize());
+}
+
+// The text of the E that action throws, or "" if it throws nothing.
+template <class E>
+std::string Thrown(const std::function<void()>& action) {
+  try {
+    action();
+  } catch (const E& error) {
+    return error.what();
+  }
+  return "";
+}
+
+}  // namespace velarntest
