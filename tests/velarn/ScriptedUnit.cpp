@@ -10,7 +10,7 @@
 #include <cstring>
 #include <stdexcept>
 
-namespace velarntest {
+namespace linktest {
 
 std::string Hex(const Bytes& bytes) {
   std::string text;
@@ -173,4 +173,4 @@ uint16_t ScriptedUnit::Connect(uint16_t session, Frame* response, std::chrono::m
   return 0;
 }
 
-}  // namespace velarntest
+}  // namespace linktest

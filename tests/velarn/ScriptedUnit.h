@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-namespace velarntest {
+namespace linktest {
 
 using Bytes = std::vector<uint8_t>;
 
@@ -95,4 +95,4 @@ class ScriptedUnit {
   int64_t lastSentUs = 0;
 };
 
-}  // namespace velarntest
+}  // namespace linktest

@@ -9,7 +9,7 @@
 #include "velarn/ContextFile.h"
 #include "velarn/TransportStack.h"
 
-using velarntest::Bytes;
+using linktest::Bytes;
 
 namespace {
 
@@ -19,9 +19,9 @@ velarn::TransportLayerContext Sample() {
   context.txSequence = 7;
   context.rxSequence = 200;
   context.retryCount = 5;
-  context.packets.emplace_back(2, velarntest::ToBuffer({0x04, 0x07, 0x01, 0x02, 0x00, 0xAB, 0xCD}));
-  context.packets.emplace_back(4, velarntest::ToBuffer({}));
-  context.packets.emplace_back(6, velarntest::ToBuffer({0x01, 0x03, 0x01, 0x01, 0x00, 0x02}));
+  context.packets.emplace_back(2, linktest::ToBuffer({0x04, 0x07, 0x01, 0x02, 0x00, 0xAB, 0xCD}));
+  context.packets.emplace_back(4, linktest::ToBuffer({}));
+  context.packets.emplace_back(6, linktest::ToBuffer({0x01, 0x03, 0x01, 0x01, 0x00, 0x02}));
   return context;
 }
 
@@ -34,7 +34,7 @@ void ExpectSame(const velarn::TransportLayerContext& expected, const velarn::Tra
   auto left = expected.packets.begin();
   for (auto right = actual.packets.begin(); right != actual.packets.end(); ++left, ++right) {
     EXPECT_EQ(left->flags, right->flags);
-    EXPECT_EQ(velarntest::ToBytes(left->data), velarntest::ToBytes(right->data));
+    EXPECT_EQ(linktest::ToBytes(left->data), linktest::ToBytes(right->data));
   }
 }
 

@@ -6,12 +6,12 @@
 #include "velarn/TransportStack.h"
 
 using namespace std::chrono_literals;
-using velarntest::Bytes;
-using velarntest::Frame;
-using velarntest::Hex;
-using velarntest::ScriptedUnit;
-using velarntest::TransportEvent;
-using velarntest::TransportStack;
+using linktest::Bytes;
+using linktest::Frame;
+using linktest::Hex;
+using linktest::ScriptedUnit;
+using linktest::TransportEvent;
+using linktest::TransportStack;
 
 namespace {
 
@@ -155,7 +155,7 @@ TEST(TransportLayerTest, SilentPeerEndsTheLinkAndResumeKeepsLastingPackets) {
   EXPECT_EQ(2, context->txSequence);
   EXPECT_EQ(0u, context->retryCount);
   ASSERT_EQ(2u, context->packets.size());
-  EXPECT_EQ(y, velarntest::ToBytes(context->packets.front().data));
+  EXPECT_EQ(y, linktest::ToBytes(context->packets.front().data));
   EXPECT_EQ(2u, context->packets.front().flags);
   EXPECT_EQ(4u, context->packets.back().flags);
   // A link-only packet while the link is down is lost at once.
@@ -272,8 +272,8 @@ TEST(TransportLayerTest, ResumedHeadContinuesItsTransmissionCount) {
   stored.txSequence = 255;
   stored.rxSequence = 9;
   stored.retryCount = 30;
-  stored.packets.emplace_back(velarn::Packet::kKeepForSession, velarntest::ToBuffer({0x0A}));
-  stored.packets.emplace_back(velarn::Packet::kKeepAlways, velarntest::ToBuffer({0x0B}));
+  stored.packets.emplace_back(velarn::Packet::kKeepForSession, linktest::ToBuffer({0x0A}));
+  stored.packets.emplace_back(velarn::Packet::kKeepAlways, linktest::ToBuffer({0x0B}));
   link.stack.SetContext(stored);
 
   EXPECT_EQ(0x4711, link.Connect(0x4711));
@@ -301,8 +301,8 @@ TEST(TransportLayerTest, NewSessionDropsSessionPacketsButKeepsDurableOnes) {
   stored.sessionId = 0x4711;
   stored.txSequence = 40;
   stored.retryCount = 3;
-  stored.packets.emplace_back(velarn::Packet::kKeepForSession, velarntest::ToBuffer({0x0A}));
-  stored.packets.emplace_back(velarn::Packet::kKeepAlways, velarntest::ToBuffer({0x0B}));
+  stored.packets.emplace_back(velarn::Packet::kKeepForSession, linktest::ToBuffer({0x0A}));
+  stored.packets.emplace_back(velarn::Packet::kKeepAlways, linktest::ToBuffer({0x0B}));
   link.stack.SetContext(stored);
 
   // The unit forgot the session: a new one, and the dropped head moves the

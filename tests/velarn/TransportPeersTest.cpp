@@ -7,9 +7,9 @@
 #include "velarn/TransportStack.h"
 
 using namespace std::chrono_literals;
-using velarntest::Bytes;
-using velarntest::TransportEvent;
-using velarntest::TransportStack;
+using linktest::Bytes;
+using linktest::TransportEvent;
+using linktest::TransportStack;
 
 namespace {
 
@@ -17,7 +17,7 @@ namespace {
 // must know the device's address before either starts.
 uint16_t FreePort() {
   const int fd = ::socket(AF_INET, SOCK_DGRAM, 0);
-  sockaddr_in address = velarntest::Loopback();
+  sockaddr_in address = linktest::Loopback();
   ::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address));
   socklen_t length = sizeof(address);
   ::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length);
@@ -39,7 +39,7 @@ std::vector<Bytes> Received(TransportStack& stack) {
 // against the device: both directions deliver every payload once and in
 // order across more than one wrap of the sequence numbers.
 TEST(TransportPeersTest, DeviceAndUnitSidesTalkThroughWrappingSequences) {
-  const sockaddr_in deviceAddress = velarntest::Loopback("127.0.0.1", FreePort());
+  const sockaddr_in deviceAddress = linktest::Loopback("127.0.0.1", FreePort());
   TransportStack unit(deviceAddress, velarn::TransportLayerImpl::Side::Unit);
   unit.Start();
   TransportStack device(unit.Address(), velarn::TransportLayerImpl::Side::Device, deviceAddress);

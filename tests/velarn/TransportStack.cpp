@@ -2,7 +2,7 @@
 
 #include "common/Buffer.h"
 
-namespace velarntest {
+namespace linktest {
 
 common::Buffer ToBuffer(const Bytes& bytes) {
   common::Buffer buffer(static_cast<unsigned>(bytes.size()), 200);
@@ -136,4 +136,4 @@ void TransportStack::SetContext(const velarn::TransportLayerContext& context) {
   transport->SetContext(&copy);
 }
 
-}  // namespace velarntest
+}  // namespace linktest

@@ -18,7 +18,7 @@
 #include "velarn/TransportLayerImpl.h"
 #include "velarn/UDPLayer.h"
 
-namespace velarntest {
+namespace linktest {
 
 // What a transport layer reported, stamped with the system clock.
 struct TransportEvent {
@@ -91,4 +91,4 @@ class TransportStack {
 common::Buffer ToBuffer(const Bytes& bytes);
 Bytes ToBytes(const common::Buffer& buffer);
 
-}  // namespace velarntest
+}  // namespace linktest

@@ -14,12 +14,12 @@
 #include "velarn/UDPLayerFactory.h"
 
 using namespace std::chrono_literals;
-using velarntest::Bytes;
-using velarntest::Frame;
-using velarntest::Loopback;
-using velarntest::ScriptedUnit;
-using velarntest::TransportEvent;
-using velarntest::TransportStack;
+using linktest::Bytes;
+using linktest::Frame;
+using linktest::Loopback;
+using linktest::ScriptedUnit;
+using linktest::TransportEvent;
+using linktest::TransportStack;
 
 namespace {
 
@@ -27,7 +27,7 @@ class RecordingReceiver : public velarn::IRawDataReceiver {
  public:
   void ReceiveRawData(const common::Buffer& data) override {
     std::lock_guard<std::mutex> lock(mutex);
-    received.push_back(velarntest::ToBytes(data));
+    received.push_back(linktest::ToBytes(data));
     if (throwOnReceive) {
       throw std::runtime_error("receiver failed");
     }
@@ -110,11 +110,11 @@ TEST(UDPLayerTest, DatagramsArriveWholeWhateverTheirSize) {
   EXPECT_EQ((Bytes{0x02}), received[4]);
 
   // Sending goes to the unit's address, one datagram per call.
-  common::Buffer buffer = velarntest::ToBuffer({0x42, 0x85, 0x00});
+  common::Buffer buffer = linktest::ToBuffer({0x42, 0x85, 0x00});
   layer.SendRawData(buffer);
   Frame frame;
   ASSERT_TRUE(unit.Receive(frame, 2000ms));
-  EXPECT_EQ(velarntest::ToBytes(buffer), frame.bytes);
+  EXPECT_EQ(linktest::ToBytes(buffer), frame.bytes);
   layer.Stop();
   // Stopped, a send is swallowed like any lost datagram.
   layer.SendRawData(buffer);
@@ -179,7 +179,7 @@ TEST(NullFrameLayerTest, PassesBuffersThroughAndSwallowsFailures) {
   velarn::NullFrameLayerFactory factory;
   std::unique_ptr<velarn::AFrameLayer> frameLayer(factory.Create());
   // Unwired, both directions do nothing.
-  const common::Buffer packet = velarntest::ToBuffer({0x42, 0x45, 0x00});
+  const common::Buffer packet = linktest::ToBuffer({0x42, 0x45, 0x00});
   frameLayer->ReceiveRawData(packet);
   frameLayer->SendFrame(packet);
   frameLayer->Reset();
@@ -187,11 +187,11 @@ TEST(NullFrameLayerTest, PassesBuffersThroughAndSwallowsFailures) {
   struct Sink : velarn::IRawDataSender, velarn::IFrameReceiver {
     std::vector<Bytes> sent, received;
     void SendRawData(const common::Buffer& data) override {
-      sent.push_back(velarntest::ToBytes(data));
+      sent.push_back(linktest::ToBytes(data));
       throw std::runtime_error("down");
     }
     void ReceiveFrame(const common::Buffer& frame) override {
-      received.push_back(velarntest::ToBytes(frame));
+      received.push_back(linktest::ToBytes(frame));
       throw std::runtime_error("up");
     }
   } sink;
@@ -199,8 +199,8 @@ TEST(NullFrameLayerTest, PassesBuffersThroughAndSwallowsFailures) {
   frameLayer->SetFrameReceiver(&sink);
   EXPECT_NO_THROW(frameLayer->ReceiveRawData(packet));
   EXPECT_NO_THROW(frameLayer->SendFrame(packet));
-  EXPECT_EQ(std::vector<Bytes>{velarntest::ToBytes(packet)}, sink.sent);
-  EXPECT_EQ(std::vector<Bytes>{velarntest::ToBytes(packet)}, sink.received);
+  EXPECT_EQ(std::vector<Bytes>{linktest::ToBytes(packet)}, sink.sent);
+  EXPECT_EQ(std::vector<Bytes>{linktest::ToBytes(packet)}, sink.received);
 }
 
 }  // namespace
