@@ -12,13 +12,13 @@ class Packet {
  public:
   // Exists only inside a link: refused while the link is down and dropped
   // when it ends. The control PDUs of the application layer use it.
-  static const unsigned kLinkOnly = 1;
+  static constexpr unsigned kLinkOnly = 1;
   // Also waits while the link is down and survives a lost link and a stop of
   // the driver (through the context file); dropped when a new session begins.
   // Server messages use it.
-  static const unsigned kKeepForSession = 2;
+  static constexpr unsigned kKeepForSession = 2;
   // Like kKeepForSession, and survives a new session as well.
-  static const unsigned kKeepAlways = 4;
+  static constexpr unsigned kKeepAlways = 4;
 
   // For the archive, which constructs before it loads.
   Packet() : flags(0), data(0, 200) {}
