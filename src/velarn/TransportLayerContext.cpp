@@ -5,6 +5,8 @@
 #include <boost/serialization/base_object.hpp>
 #include <boost/serialization/list.hpp>
 
+#include <vector>
+
 #include "common/BufferSerialization.h"
 
 namespace velarn {
@@ -15,7 +17,19 @@ void Packet::serialize(Archive& archive, const unsigned int /*version*/) {
   archive& data;
 }
 
-TransportLayerContext::TransportLayerContext() : sessionId(0), txSequence(0), rxSequence(0), retryCount(0) {}
+namespace {
+
+// While ReadContextArchive runs on this thread: the contexts constructed
+// meanwhile, which are those the archive makes for the stored pointer.
+thread_local std::vector<TransportLayerContext*>* madeByArchive = nullptr;
+
+}  // namespace
+
+TransportLayerContext::TransportLayerContext() : sessionId(0), txSequence(0), rxSequence(0), retryCount(0) {
+  if (madeByArchive != nullptr) {
+    madeByArchive->push_back(this);
+  }
+}
 
 TransportLayerContext::~TransportLayerContext() = default;
 
@@ -37,7 +51,20 @@ void WriteContextArchive(std::ostream& out, const ATransportLayerContext* contex
 ATransportLayerContext* ReadContextArchive(std::istream& in) {
   boost::archive::binary_iarchive archive(in);
   ATransportLayerContext* context = nullptr;
-  archive >> context;
+  std::vector<TransportLayerContext*> made;
+  madeByArchive = &made;
+  try {
+    archive >> context;
+  } catch (...) {
+    // A damaged archive fails half-way through the object that the archive
+    // created for the pointer, and the archive forgets it: free it here.
+    madeByArchive = nullptr;
+    for (TransportLayerContext* partial : made) {
+      delete partial;
+    }
+    throw;
+  }
+  madeByArchive = nullptr;
   return context;
 }
 
