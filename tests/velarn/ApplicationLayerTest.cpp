@@ -5,8 +5,8 @@
 #include <memory>
 
 #include "common/TimerMgr.h"
-#include "velarn/AppEventLog.h"
 #include "velarn/ITransportLayer.h"
+#include "velarn/LinkLog.h"
 #include "velarn/TransportStack.h"
 #include "velarn/pdu/OutgoingAppMsgs.h"
 #include "velarn/pdu/UnitSidePDUs.h"
@@ -180,7 +180,7 @@ TEST(ApplicationLayerTest, DecodedPDUsBecomeEvents) {
     EXPECT_NO_THROW(f.layer.OnReceived(bad));
   }
   EXPECT_EQ((std::vector<std::string>{"logbook 2 1234", "message 01:02 valid 1", "registration 49 52",
-                                      "gps A 5 A", "param-value ZUK 01:02", "param-unknown GPF",
+                                      "gps A 5 0", "param-value ZUK 01:02", "param-unknown GPF",
                                       "param-changed ZUK", "zu-param NCI"}),
             f.log.Lines());
 }
@@ -230,15 +230,16 @@ TEST(ApplicationLayerTest, StatusTableChangesAndRecountsRestartTheReading) {
   EXPECT_EQ((std::vector<std::string>{k4_2}), f.log.Lines());
   f.TableSize(2);
   f.Row(1, 2, "new");
-  EXPECT_EQ(0u, f.log.Starting("table").size()) << "row 0 of the old reading counted";
+  EXPECT_EQ(0u, f.log.Count("table")) << "row 0 of the old reading counted";
   // A second 4:3 while reading starts over with the new count.
   f.TableSize(3);
   EXPECT_EQ("send 1 04:04:01:01:00:00:02:01:00:02", f.log.Lines().back());
   f.Row(0, 1, "a");
   f.Row(2, 3, "c");
-  EXPECT_EQ(0u, f.log.Starting("table").size()) << "row 1 of the old reading counted";
+  EXPECT_EQ(0u, f.log.Count("table")) << "row 1 of the old reading counted";
   f.Row(1, 2, "b");
-  EXPECT_EQ((std::vector<std::string>{"table 1=a,2=b,3=c"}), f.log.Starting("table"));
+  EXPECT_EQ("table 1=a,2=b,3=c", f.log.Lines().back());
+  EXPECT_EQ(1u, f.log.Count("table"));
 
   // Zero rows, while waiting for the size or while reading: an empty table.
   f.log.Clear();
@@ -263,14 +264,15 @@ TEST(ApplicationLayerTest, LinkLossOrStopWhileReadingReportsNoTable) {
   EXPECT_STREQ("disconnected", f.layer.GetReaderStateName());
   // Rows that still come in after the loss go nowhere.
   f.Row(1, 2, "b");
-  EXPECT_EQ(0u, f.log.Starting("table").size());
+  EXPECT_EQ(0u, f.log.Count("table"));
   // The next connection reads the table anew, from its size.
   f.log.Clear();
   f.layer.OnConnected(false);
   EXPECT_EQ(k4_2, f.log.Lines().back());
   f.TableSize(1);
   f.Row(0, 9, "z");
-  EXPECT_EQ((std::vector<std::string>{"table 9=z"}), f.log.Starting("table"));
+  EXPECT_EQ("table 9=z", f.log.Lines().back());
+  EXPECT_EQ(1u, f.log.Count("table"));
 
   // Stop is quiet and forgets the reading too.
   f.TableChanged();
@@ -283,7 +285,10 @@ TEST(ApplicationLayerTest, LinkLossOrStopWhileReadingReportsNoTable) {
   EXPECT_EQ(k4_2, f.log.Lines().back());
   f.TableSize(1);
   f.Row(0, 4, "d");
-  EXPECT_EQ((std::vector<std::string>{"table 4=d"}), f.log.Starting("table"));
+  EXPECT_EQ(
+      (std::vector<std::string>{"connected 1", "send 1 04:0b", "send 1 07:02:01:01:00:01", "send 1 01:01",
+                                k4_2, "send 1 04:04:01:01:00:00:02:01:00:00", "table 4=d"}),
+      f.log.Lines());
 }
 
 TEST(ApplicationLayerTest, LogbookIsPolledEvery15SecondsWhileTheLinkIsUp) {

@@ -10,7 +10,6 @@ using linktest::Bytes;
 using linktest::Frame;
 using linktest::Hex;
 using linktest::ScriptedUnit;
-using linktest::TransportEvent;
 using linktest::TransportStack;
 
 namespace {
@@ -22,15 +21,18 @@ const int64_t kRetransmitFloorUs = 499000;
 // Upper bounds are generous on purpose: the machine may be loaded.
 const int64_t kSlackUs = 1500000;
 
-ScriptedUnit::Options KeepAlive(bool ackData = false) {
+ScriptedUnit::Options KeepAlive() {
   ScriptedUnit::Options options;
   options.keepLinkAlive = true;
-  options.ackData = ackData;
   return options;
 }
 
 std::function<bool(const Frame&)> DataWith(const Bytes& payload) {
   return [payload](const Frame& frame) { return frame.IsData() && frame.Payload() == payload; };
+}
+
+std::function<bool(const Frame&)> OfType(uint8_t type) {
+  return [type](const Frame& frame) { return frame.IsType(type); };
 }
 
 std::vector<Frame> DataFrames(const std::vector<Frame>& frames, const Bytes& payload) {
@@ -50,11 +52,12 @@ struct Link {
   }
   // Connects with the given session and waits for the layer's event.
   uint16_t Connect(uint16_t session = 0, Frame* response = nullptr) {
-    const size_t before = stack.handler.Count(TransportEvent::Connected);
+    const size_t before = stack.log.Count("connected");
     const uint16_t result = unit.Connect(session, response);
-    EXPECT_TRUE(stack.handler.WaitFor(TransportEvent::Connected, before + 1, 2000ms));
+    EXPECT_TRUE(stack.log.WaitFor("connected", before + 1, 2000));
     return result;
   }
+  std::string LastEvent() { return stack.log.Lines().back(); }
 };
 
 TEST(TransportLayerTest, FirstConnectionByteForByte) {
@@ -65,8 +68,7 @@ TEST(TransportLayerTest, FirstConnectionByteForByte) {
   ASSERT_EQ(7u, response.bytes.size()) << Hex(response.bytes);
   EXPECT_EQ("42 81 00 01 03", Hex(Bytes(response.bytes.begin(), response.bytes.begin() + 5)));
   EXPECT_NE(0, response.Session());
-  ASSERT_TRUE(link.stack.handler.WaitFor(TransportEvent::Connected, 1, 2000ms));
-  EXPECT_TRUE(link.stack.handler.Events()[0].newSession);
+  ASSERT_TRUE(link.stack.log.WaitFor("connected 1", 1, 2000));
   EXPECT_EQ("connected", link.stack.StateName());
 
   link.stack.Send(velarn::Packet::kLinkOnly, {0x04, 0x0B});
@@ -137,16 +139,14 @@ TEST(TransportLayerTest, SilentPeerEndsTheLinkAndResumeKeepsLastingPackets) {
   link.stack.Send(velarn::Packet::kLinkOnly, x);
   link.stack.Send(velarn::Packet::kKeepForSession, y);
   link.stack.Send(velarn::Packet::kKeepAlways, z);
-  Frame sentX;
-  ASSERT_TRUE(link.unit.WaitFor(DataWith(x), sentX, 2000ms));
-  EXPECT_EQ(1, sentX.Sequence());
+  Frame sent;
+  ASSERT_TRUE(link.unit.WaitFor(DataWith(x), sent, 2000ms));
+  EXPECT_EQ(1, sent.Sequence());
 
   // From here on the unit is silent.
   const int64_t lastFromUnit = link.unit.LastSentUs();
-  ASSERT_TRUE(link.stack.handler.WaitFor(TransportEvent::Interrupted, 1, 6000ms));
-  const TransportEvent interrupted = link.stack.handler.Events().back();
-  EXPECT_EQ(TransportEvent::Interrupted, interrupted.kind);
-  EXPECT_GE(interrupted.atUs - lastFromUnit, 2499000);
+  ASSERT_TRUE(link.stack.log.WaitFor("interrupted", 1, 6000));
+  EXPECT_GE(link.stack.log.Starting("interrupted")[0].atUs - lastFromUnit, 2499000);
   EXPECT_EQ("listening", link.stack.StateName());
 
   // x lived only inside the link; dropping the head moved the number on.
@@ -166,46 +166,34 @@ TEST(TransportLayerTest, SilentPeerEndsTheLinkAndResumeKeepsLastingPackets) {
   // head goes out at the retransmission time, not at once.
   Frame response;
   EXPECT_EQ(session, link.Connect(session, &response));
-  EXPECT_FALSE(link.stack.handler.Events().back().newSession);
-  Frame sentY;
-  ASSERT_TRUE(link.unit.WaitFor(DataWith(y), sentY, 2000ms));
-  EXPECT_EQ(2, sentY.Sequence());
-  EXPECT_GE(sentY.atUs - response.atUs, kRetransmitFloorUs);
+  EXPECT_EQ("connected 0", link.LastEvent());
+  ASSERT_TRUE(link.unit.WaitFor(DataWith(y), sent, 2000ms));
+  EXPECT_EQ(2, sent.Sequence());
+  EXPECT_GE(sent.atUs - response.atUs, kRetransmitFloorUs);
   link.unit.SendAck(2);
-  Frame sentZ;
-  ASSERT_TRUE(link.unit.WaitFor(DataWith(z), sentZ, 2000ms));
-  EXPECT_EQ(3, sentZ.Sequence());
+  ASSERT_TRUE(link.unit.WaitFor(DataWith(z), sent, 2000ms));
+  EXPECT_EQ(3, sent.Sequence());
 }
 
 TEST(TransportLayerTest, RepeatedDataIsAcknowledgedButDeliveredOnce) {
   Link link;
   link.Connect();
-  const Bytes p{0x04, 0x08, 0x01, 0x01, 0x00, 0xAA};
-  const Bytes q{0x04, 0x06};
   // A new session starts at 0, so a first packet numbered 0 is a repeat.
   link.unit.SendData(0, {0x04, 0x03});
-  link.unit.SendData(5, p);
-  link.unit.SendData(5, p);
-  link.unit.SendData(6, q);
+  link.unit.SendData(5, {0x04, 0x08});
+  link.unit.SendData(5, {0x04, 0x08});
+  link.unit.SendData(6, {0x04, 0x06});
   // Any number other than the last one is new, even an older one.
-  link.unit.SendData(5, p);
-  ASSERT_TRUE(link.stack.handler.WaitFor(TransportEvent::Received, 3, 2000ms));
-
-  std::vector<Bytes> delivered;
-  for (const TransportEvent& event : link.stack.handler.Events()) {
-    if (event.kind == TransportEvent::Received) {
-      delivered.push_back(event.payload);
-    }
-  }
-  EXPECT_EQ((std::vector<Bytes>{p, q, p}), delivered);
+  link.unit.SendData(5, {0x04, 0x08});
+  ASSERT_TRUE(link.stack.log.WaitFor("received", 3, 2000));
 
   std::vector<std::string> acks;
   for (const Frame& frame : link.unit.Collect(300ms, ScriptedUnit::Options())) {
-    if (frame.IsAck()) {
-      acks.push_back(Hex(frame.bytes));
-    }
+    acks.push_back(Hex(frame.bytes));
   }
   EXPECT_EQ((std::vector<std::string>{"42 84 00", "42 84 05", "42 84 05", "42 84 06", "42 84 05"}), acks);
+  EXPECT_EQ((std::vector<std::string>{"connected 1", "received 04:08", "received 04:06", "received 04:08"}),
+            link.stack.log.Lines());
 }
 
 TEST(TransportLayerTest, ConnectRequestWhileConnectedResetsAndFallsBack) {
@@ -216,35 +204,33 @@ TEST(TransportLayerTest, ConnectRequestWhileConnectedResetsAndFallsBack) {
   // Even with the same session: the unit restarted or lost the response.
   link.unit.SendConnectRequest(first);
   Frame reset;
-  ASSERT_TRUE(link.unit.WaitFor([](const Frame& frame) { return frame.IsType(6); }, reset, 2000ms));
+  ASSERT_TRUE(link.unit.WaitFor(OfType(6), reset, 2000ms));
   EXPECT_EQ("42 86 00 01 03", Hex(reset.bytes));
-  ASSERT_TRUE(link.stack.handler.WaitFor(TransportEvent::Interrupted, 1, 2000ms));
+  ASSERT_TRUE(link.stack.log.WaitFor("interrupted", 1, 2000));
   EXPECT_EQ("listening", link.stack.StateName());
 
   // Its repetition without a session begins a new one.
   const uint16_t second = link.Connect(0);
   EXPECT_NE(0, second);
   EXPECT_NE(first, second);
-  EXPECT_TRUE(link.stack.handler.Events().back().newSession);
+  EXPECT_EQ("connected 1", link.LastEvent());
 
   // Disconnect while connected reports the end of the link; closed, a
   // request is refused.
   link.stack.Disconnect();
-  EXPECT_EQ(2u, link.stack.handler.Count(TransportEvent::Interrupted));
+  EXPECT_EQ(2u, link.stack.log.Count("interrupted"));
   EXPECT_EQ("closed", link.stack.StateName());
   link.unit.SendConnectRequest(0);
-  ASSERT_TRUE(link.unit.WaitFor([](const Frame& frame) { return frame.IsType(6); }, reset, 2000ms));
+  ASSERT_TRUE(link.unit.WaitFor(OfType(6), reset, 2000ms));
 
-  // Listening, a version other than 3.x is refused and the layer listens on.
+  // Listening, a version other than 3.x is refused and the layer listens on;
+  // 3.x of any minor number is taken.
   link.stack.Listen();
   link.unit.SendConnectRequest(0, 0x0201);
-  ASSERT_TRUE(link.unit.WaitFor([](const Frame& frame) { return frame.IsType(6); }, reset, 2000ms));
+  ASSERT_TRUE(link.unit.WaitFor(OfType(6), reset, 2000ms));
   EXPECT_EQ("listening", link.stack.StateName());
-  // 3.x of any minor number is taken.
   link.unit.SendConnectRequest(0, 0x03FF);
-  Frame response;
-  ASSERT_TRUE(link.unit.WaitFor([](const Frame& frame) { return frame.IsType(1); }, response, 2000ms));
-  EXPECT_EQ(3u, link.stack.handler.Count(TransportEvent::Connected));
+  ASSERT_TRUE(link.unit.WaitFor(OfType(1), reset, 2000ms));
 }
 
 TEST(TransportLayerTest, StopWhileConnectedRaisesNothingAndKeepsLastingPackets) {
@@ -256,7 +242,7 @@ TEST(TransportLayerTest, StopWhileConnectedRaisesNothingAndKeepsLastingPackets) 
   ASSERT_TRUE(link.unit.WaitFor(DataWith({0x04, 0x07}), sent, 2000ms));
   link.stack.Stop();
   EXPECT_EQ("closed", link.stack.StateName());
-  EXPECT_EQ(0u, link.stack.handler.Count(TransportEvent::Interrupted));
+  EXPECT_EQ(0u, link.stack.log.Count("interrupted"));
   std::unique_ptr<velarn::TransportLayerContext> context = link.stack.Context();
   ASSERT_EQ(1u, context->packets.size());
   EXPECT_EQ(2u, context->packets.front().flags);
@@ -265,19 +251,22 @@ TEST(TransportLayerTest, StopWhileConnectedRaisesNothingAndKeepsLastingPackets) 
   EXPECT_GE(context->retryCount, 1u);
 }
 
-TEST(TransportLayerTest, ResumedHeadContinuesItsTransmissionCount) {
-  Link link;
+velarn::TransportLayerContext Stored(uint8_t txSequence, uint32_t retryCount) {
   velarn::TransportLayerContext stored;
   stored.sessionId = 0x4711;
-  stored.txSequence = 255;
+  stored.txSequence = txSequence;
   stored.rxSequence = 9;
-  stored.retryCount = 30;
+  stored.retryCount = retryCount;
   stored.packets.emplace_back(velarn::Packet::kKeepForSession, linktest::ToBuffer({0x0A}));
   stored.packets.emplace_back(velarn::Packet::kKeepAlways, linktest::ToBuffer({0x0B}));
-  link.stack.SetContext(stored);
+  return stored;
+}
 
+TEST(TransportLayerTest, ResumedHeadContinuesItsTransmissionCount) {
+  Link link;
+  link.stack.SetContext(Stored(255, 30));
   EXPECT_EQ(0x4711, link.Connect(0x4711));
-  EXPECT_FALSE(link.stack.handler.Events().back().newSession);
+  EXPECT_EQ("connected 0", link.LastEvent());
   // Two transmissions were left to the head; the number wraps to 0 after it.
   Frame next;
   ASSERT_TRUE(link.unit.WaitFor(DataWith({0x0B}), next, 5000ms, KeepAlive()));
@@ -289,29 +278,21 @@ TEST(TransportLayerTest, ResumedHeadContinuesItsTransmissionCount) {
   // delivered again.
   link.unit.SendData(9, {0x04, 0x06});
   link.unit.SendData(10, {0x04, 0x03});
-  ASSERT_TRUE(link.stack.handler.WaitFor(TransportEvent::Received, 1, 2000ms));
+  ASSERT_TRUE(link.stack.log.WaitFor("received", 1, 2000));
   link.unit.Collect(100ms, ScriptedUnit::Options());
-  EXPECT_EQ(1u, link.stack.handler.Count(TransportEvent::Received));
-  EXPECT_EQ((Bytes{0x04, 0x03}), link.stack.handler.Events().back().payload);
+  EXPECT_EQ("received 04:03", link.LastEvent());
+  EXPECT_EQ(1u, link.stack.log.Count("received"));
 }
 
 TEST(TransportLayerTest, NewSessionDropsSessionPacketsButKeepsDurableOnes) {
   Link link;
-  velarn::TransportLayerContext stored;
-  stored.sessionId = 0x4711;
-  stored.txSequence = 40;
-  stored.retryCount = 3;
-  stored.packets.emplace_back(velarn::Packet::kKeepForSession, linktest::ToBuffer({0x0A}));
-  stored.packets.emplace_back(velarn::Packet::kKeepAlways, linktest::ToBuffer({0x0B}));
-  link.stack.SetContext(stored);
-
+  link.stack.SetContext(Stored(40, 3));
   // The unit forgot the session: a new one, and the dropped head moves the
   // first number from 1 to 2.
-  const uint16_t session = link.Connect(0);
-  EXPECT_NE(0x4711, session);
-  EXPECT_TRUE(link.stack.handler.Events().back().newSession);
+  EXPECT_NE(0x4711, link.Connect(0));
+  EXPECT_EQ("connected 1", link.LastEvent());
   Frame durable;
-  ASSERT_TRUE(link.unit.WaitFor([](const Frame& frame) { return frame.IsData(); }, durable, 2000ms));
+  ASSERT_TRUE(link.unit.WaitFor(OfType(3), durable, 2000ms));
   EXPECT_EQ("42 83 02 0B", Hex(durable.bytes));
 }
 

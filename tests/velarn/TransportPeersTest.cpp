@@ -6,9 +6,7 @@
 #include "velarn/Packet.h"
 #include "velarn/TransportStack.h"
 
-using namespace std::chrono_literals;
 using linktest::Bytes;
-using linktest::TransportEvent;
 using linktest::TransportStack;
 
 namespace {
@@ -25,12 +23,10 @@ uint16_t FreePort() {
   return ntohs(address.sin_port);
 }
 
-std::vector<Bytes> Received(TransportStack& stack) {
-  std::vector<Bytes> payloads;
-  for (const TransportEvent& event : stack.handler.Events()) {
-    if (event.kind == TransportEvent::Received) {
-      payloads.push_back(event.payload);
-    }
+std::vector<std::string> Received(TransportStack& stack) {
+  std::vector<std::string> payloads;
+  for (const linktest::Log::Entry& entry : stack.log.Starting("received ")) {
+    payloads.push_back(entry.text.substr(9));
   }
   return payloads;
 }
@@ -46,30 +42,31 @@ TEST(TransportPeersTest, DeviceAndUnitSidesTalkThroughWrappingSequences) {
   device.Start();
   device.Listen();
   unit.Connect();
-  ASSERT_TRUE(device.handler.WaitFor(TransportEvent::Connected, 1, 3000ms));
-  ASSERT_TRUE(unit.handler.WaitFor(TransportEvent::Connected, 1, 3000ms));
-  EXPECT_TRUE(unit.handler.Events()[0].newSession);
+  ASSERT_TRUE(device.log.WaitFor("connected 1", 1, 3000));
+  ASSERT_TRUE(unit.log.WaitFor("connected 1", 1, 3000));
   EXPECT_EQ(device.Context()->sessionId, unit.Context()->sessionId);
 
   const size_t count = 300;
-  std::vector<Bytes> toUnit, toDevice;
+  std::vector<std::string> toUnit, toDevice;
   for (size_t i = 0; i < count; ++i) {
-    toUnit.push_back({0x04, 0x08, static_cast<uint8_t>(i), static_cast<uint8_t>(i >> 8)});
-    toDevice.push_back({0x04, 0x07, static_cast<uint8_t>(i), static_cast<uint8_t>(i >> 8)});
-    device.Send(velarn::Packet::kKeepForSession, toUnit.back());
-    unit.Send(velarn::Packet::kLinkOnly, toDevice.back());
+    const Bytes down{0x04, 0x08, static_cast<uint8_t>(i), static_cast<uint8_t>(i >> 8)};
+    const Bytes up{0x04, 0x07, static_cast<uint8_t>(i), static_cast<uint8_t>(i >> 8)};
+    toUnit.push_back(linktest::Dump(linktest::ToBuffer(down)));
+    toDevice.push_back(linktest::Dump(linktest::ToBuffer(up)));
+    device.Send(velarn::Packet::kKeepForSession, down);
+    unit.Send(velarn::Packet::kLinkOnly, up);
   }
-  ASSERT_TRUE(unit.handler.WaitFor(TransportEvent::Received, count, 30000ms));
-  ASSERT_TRUE(device.handler.WaitFor(TransportEvent::Received, count, 30000ms));
+  ASSERT_TRUE(unit.log.WaitFor("received", count, 30000));
+  ASSERT_TRUE(device.log.WaitFor("received", count, 30000));
   EXPECT_EQ(toUnit, Received(unit));
   EXPECT_EQ(toDevice, Received(device));
 
   // The unit goes away; the device notices and listens again, keeping the
   // session for the unit's return.
   unit.Stop();
-  ASSERT_TRUE(device.handler.WaitFor(TransportEvent::Interrupted, 1, 6000ms));
+  ASSERT_TRUE(device.log.WaitFor("interrupted", 1, 6000));
   EXPECT_EQ("listening", device.StateName());
-  EXPECT_EQ(0u, unit.handler.Count(TransportEvent::Interrupted));
+  EXPECT_EQ(0u, unit.log.Count("interrupted"));
 }
 
 }  // namespace

@@ -14,59 +14,6 @@ Bytes ToBytes(const common::Buffer& buffer) {
   return Bytes(buffer.GetData(), buffer.GetData() + buffer.GetSize());
 }
 
-void RecordingTransportHandler::OnConnected(bool newSession) {
-  TransportEvent event(TransportEvent::Connected);
-  event.newSession = newSession;
-  Add(event);
-}
-
-void RecordingTransportHandler::OnInterrupted() { Add(TransportEvent(TransportEvent::Interrupted)); }
-
-void RecordingTransportHandler::OnReceived(const common::Buffer& payload) {
-  TransportEvent event(TransportEvent::Received);
-  event.payload = ToBytes(payload);
-  Add(event);
-}
-
-void RecordingTransportHandler::Add(TransportEvent event) {
-  event.atUs = NowUs();
-  std::lock_guard<std::mutex> lock(mutex);
-  events.push_back(event);
-  changed.notify_all();
-}
-
-std::vector<TransportEvent> RecordingTransportHandler::Events() {
-  std::lock_guard<std::mutex> lock(mutex);
-  return events;
-}
-
-size_t RecordingTransportHandler::Count(TransportEvent::Kind kind) {
-  std::lock_guard<std::mutex> lock(mutex);
-  size_t count = 0;
-  for (const TransportEvent& event : events) {
-    count += event.kind == kind ? 1 : 0;
-  }
-  return count;
-}
-
-bool RecordingTransportHandler::WaitFor(TransportEvent::Kind kind, size_t count,
-                                        std::chrono::milliseconds timeout) {
-  const auto deadline = std::chrono::steady_clock::now() + timeout;
-  std::unique_lock<std::mutex> lock(mutex);
-  for (;;) {
-    size_t seen = 0;
-    for (const TransportEvent& event : events) {
-      seen += event.kind == kind ? 1 : 0;
-    }
-    if (seen >= count) {
-      return true;
-    }
-    if (changed.wait_until(lock, deadline) == std::cv_status::timeout) {
-      return false;
-    }
-  }
-}
-
 TransportStack::TransportStack(const sockaddr_in& peer, velarn::TransportLayerImpl::Side side,
                                const sockaddr_in& local)
     : timers(mutex, 10),
@@ -76,7 +23,7 @@ TransportStack::TransportStack(const sockaddr_in& peer, velarn::TransportLayerIm
   frameLayer.SetRawDataSender(raw.get());
   frameLayer.SetFrameReceiver(transport.get());
   transport->SetFrameSender(&frameLayer);
-  transport->SetEventHandler(&handler);
+  transport->SetEventHandler(&events);
 }
 
 TransportStack::~TransportStack() {
@@ -95,45 +42,12 @@ void TransportStack::Stop() {
   started = false;
   timers.Stop();
   raw->Stop();
-  boost::recursive_mutex::scoped_lock lock(mutex);
-  transport->Stop();
-}
-
-void TransportStack::Listen() {
-  boost::recursive_mutex::scoped_lock lock(mutex);
-  transport->Listen();
-}
-
-void TransportStack::Connect() {
-  boost::recursive_mutex::scoped_lock lock(mutex);
-  transport->Connect();
-}
-
-void TransportStack::Disconnect() {
-  boost::recursive_mutex::scoped_lock lock(mutex);
-  transport->Disconnect();
-}
-
-void TransportStack::Send(unsigned flags, const Bytes& payload) {
-  boost::recursive_mutex::scoped_lock lock(mutex);
-  transport->Send(flags, ToBuffer(payload));
-}
-
-std::string TransportStack::StateName() {
-  boost::recursive_mutex::scoped_lock lock(mutex);
-  return transport->GetStateName();
+  Locked()->Stop();
 }
 
 std::unique_ptr<velarn::TransportLayerContext> TransportStack::Context() {
-  boost::recursive_mutex::scoped_lock lock(mutex);
   return std::unique_ptr<velarn::TransportLayerContext>(
-      dynamic_cast<velarn::TransportLayerContext*>(transport->GetContext()));
-}
-
-void TransportStack::SetContext(const velarn::TransportLayerContext& context) {
-  boost::recursive_mutex::scoped_lock lock(mutex);
-  velarn::TransportLayerContext copy(context);
-  transport->SetContext(&copy);
+      dynamic_cast<velarn::TransportLayerContext*>(Locked()->GetContext()));
 }
 
 }  // namespace linktest

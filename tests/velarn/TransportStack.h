@@ -3,15 +3,11 @@
 #include <netinet/in.h>
 
 #include <boost/thread/recursive_mutex.hpp>
-#include <chrono>
-#include <condition_variable>
 #include <memory>
-#include <mutex>
 #include <string>
-#include <vector>
 
 #include "common/TimerMgr.h"
-#include "velarn/ITransportLayerEventHandler.h"
+#include "velarn/LinkLog.h"
 #include "velarn/NullFrameLayer.h"
 #include "velarn/ScriptedUnit.h"
 #include "velarn/TransportLayerContext.h"
@@ -20,42 +16,14 @@
 
 namespace linktest {
 
-// What a transport layer reported, stamped with the system clock.
-struct TransportEvent {
-  enum Kind { Connected, Interrupted, Received };
-  explicit TransportEvent(Kind kind) : kind(kind) {}
-  Kind kind;
-  bool newSession = false;
-  Bytes payload;
-  int64_t atUs = 0;
-};
-
-// Records the transport layer's events (called under the stack's mutex on
-// its threads) for the test thread, which waits on them with deadlines.
-class RecordingTransportHandler : public velarn::ITransportLayerEventHandler {
- public:
-  void OnConnected(bool newSession) override;
-  void OnInterrupted() override;
-  void OnReceived(const common::Buffer& payload) override;
-
-  std::vector<TransportEvent> Events();
-  size_t Count(TransportEvent::Kind kind);
-  // Waits until count events of kind have come; false on time-out.
-  bool WaitFor(TransportEvent::Kind kind, size_t count, std::chrono::milliseconds timeout);
-
- private:
-  void Add(TransportEvent event);
-
-  std::mutex mutex;
-  std::condition_variable changed;
-  std::vector<TransportEvent> events;
-};
+common::Buffer ToBuffer(const Bytes& bytes);
+Bytes ToBytes(const common::Buffer& buffer);
 
 // The lower half of the driver without the driver: a UDP layer on
 // 127.0.0.1 (any port), a null frame layer and a transport layer, with a timer
 // manager of a 10 ms tick so that timer checks see the transport's own
-// intervals rather than the driver's 200 ms polling. Every call into the
-// layer takes the stack's mutex, as the driver does.
+// intervals rather than the driver's 200 ms polling. Calls into the layer
+// take the stack's mutex, as the driver does; its events go to log.
 class TransportStack {
  public:
   explicit TransportStack(const sockaddr_in& peer,
@@ -63,32 +31,36 @@ class TransportStack {
                           const sockaddr_in& local = Loopback());
   ~TransportStack();
 
-  // Starts the timer thread and the receive thread.
-  void Start();
-  // Stops the threads, then the layer (no event), as the driver does.
-  void Stop();
+  void Start();  // the timer and receive threads
+  void Stop();   // the threads, then the layer (no event), as the driver does
   sockaddr_in Address() const { return raw->GetBoundAddress(); }
 
-  void Listen();
-  void Connect();
-  void Disconnect();
-  void Send(unsigned flags, const Bytes& payload);
-  std::string StateName();
+  void Listen() { Locked()->Listen(); }
+  void Connect() { Locked()->Connect(); }
+  void Disconnect() { Locked()->Disconnect(); }
+  void Send(unsigned flags, const Bytes& payload) { Locked()->Send(flags, ToBuffer(payload)); }
+  std::string StateName() { return Locked()->GetStateName(); }
   std::unique_ptr<velarn::TransportLayerContext> Context();
-  void SetContext(const velarn::TransportLayerContext& context);
+  void SetContext(velarn::TransportLayerContext context) { Locked()->SetContext(&context); }
 
-  RecordingTransportHandler handler;
+  Log log;
 
  private:
+  // The layer, with the stack's mutex held as long as the result lives.
+  struct Access {
+    boost::recursive_mutex::scoped_lock lock;
+    velarn::TransportLayerImpl* layer;
+    velarn::TransportLayerImpl* operator->() const { return layer; }
+  };
+  Access Locked() { return Access{boost::recursive_mutex::scoped_lock(mutex), transport.get()}; }
+
   boost::recursive_mutex mutex;
   common::TimerMgr timers;
   std::unique_ptr<velarn::UDPLayer> raw;
   velarn::NullFrameLayer frameLayer;
   std::unique_ptr<velarn::TransportLayerImpl> transport;
+  TransportEventLog events{log};
   bool started = false;
 };
-
-common::Buffer ToBuffer(const Bytes& bytes);
-Bytes ToBytes(const common::Buffer& buffer);
 
 }  // namespace linktest

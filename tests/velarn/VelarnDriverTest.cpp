@@ -8,8 +8,8 @@
 #include "common/Exceptions.h"
 #include "support/TempDir.h"
 #include "support/Wait.h"
-#include "velarn/AppEventLog.h"
 #include "velarn/ContextFile.h"
+#include "velarn/LinkLog.h"
 #include "velarn/NullFrameLayerFactory.h"
 #include "velarn/TransportStack.h"
 #include "velarn/UDPLayerFactory.h"
@@ -73,7 +73,7 @@ struct Rig {
   // session. The data packets it saw go to greeting.
   uint16_t Connect(uint16_t session, std::vector<Frame>& greeting) {
     driver.Listen();
-    const size_t before = log.Starting("connected").size();
+    const size_t before = log.Count("connected");
     const uint16_t result = unit.Connect(session);
     EXPECT_TRUE(log.WaitFor("connected", before + 1, 3000));
     ScriptedUnit::Options ack;
@@ -256,7 +256,7 @@ TEST(VelarnDriverTest, LastingMessagesSurviveARestartThroughTheContextFile) {
   std::vector<Frame> afterNewSession;
   const uint16_t next = rig.Connect(0, afterNewSession);
   EXPECT_NE(session, next);
-  EXPECT_EQ("connected 1", rig.log.Starting("connected").back());
+  EXPECT_EQ("connected 1", rig.log.Starting("connected").back().text);
   ASSERT_EQ(5u, afterNewSession.size());
   EXPECT_EQ(ServerMessagePDU({0x0D}), afterNewSession[0].Payload());
   EXPECT_EQ(2, afterNewSession[0].Sequence());  // 1 went with the dropped head
@@ -292,7 +292,7 @@ TEST(VelarnDriverTest, HandlerCallsBackAndStopWhileConnectedIsQuiet) {
   rig.driver.RequestParam("ZUK");
   rig.driver.SendMessage(linktest::ToBuffer({0x05, 0x02}), "", velarn::Packet::kKeepForSession);
   rig.driver.Stop();
-  EXPECT_TRUE(rig.log.Starting("interrupted").empty());
+  EXPECT_EQ(0u, rig.log.Count("interrupted"));
   std::unique_ptr<velarn::TransportLayerContext> stored = rig.StoredContext();
   ASSERT_TRUE(stored);
   ASSERT_EQ(2u, stored->packets.size());

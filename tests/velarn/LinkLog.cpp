@@ -1,27 +1,35 @@
-#include "velarn/AppEventLog.h"
+#include "velarn/LinkLog.h"
 
 #include <chrono>
 #include <sstream>
 
+#include "common/Buffer.h"
+#include "velarn/ScriptedUnit.h"
+
 namespace linktest {
 
-void Log::Add(const std::string& line) {
+void Log::Add(const std::string& text) {
+  const int64_t now = NowUs();
   std::lock_guard<std::mutex> lock(mutex);
-  lines.push_back(line);
+  entries.push_back(Entry{text, now});
   changed.notify_all();
 }
 
 std::vector<std::string> Log::Lines() {
   std::lock_guard<std::mutex> lock(mutex);
+  std::vector<std::string> lines;
+  for (const Entry& entry : entries) {
+    lines.push_back(entry.text);
+  }
   return lines;
 }
 
-std::vector<std::string> Log::Starting(const std::string& prefix) {
+std::vector<Log::Entry> Log::Starting(const std::string& prefix) {
   std::lock_guard<std::mutex> lock(mutex);
-  std::vector<std::string> result;
-  for (const std::string& line : lines) {
-    if (line.compare(0, prefix.size(), prefix) == 0) {
-      result.push_back(line);
+  std::vector<Entry> result;
+  for (const Entry& entry : entries) {
+    if (entry.text.compare(0, prefix.size(), prefix) == 0) {
+      result.push_back(entry);
     }
   }
   return result;
@@ -32,8 +40,8 @@ bool Log::WaitFor(const std::string& prefix, size_t count, int timeoutMs) {
   std::unique_lock<std::mutex> lock(mutex);
   for (;;) {
     size_t seen = 0;
-    for (const std::string& line : lines) {
-      seen += line.compare(0, prefix.size(), prefix) == 0 ? 1 : 0;
+    for (const Entry& entry : entries) {
+      seen += entry.text.compare(0, prefix.size(), prefix) == 0 ? 1 : 0;
     }
     if (seen >= count) {
       return true;
@@ -46,7 +54,7 @@ bool Log::WaitFor(const std::string& prefix, size_t count, int timeoutMs) {
 
 void Log::Clear() {
   std::lock_guard<std::mutex> lock(mutex);
-  lines.clear();
+  entries.clear();
 }
 
 std::string Dump(const common::Buffer& buffer) {
@@ -55,44 +63,30 @@ std::string Dump(const common::Buffer& buffer) {
   return text.str();
 }
 
-std::string Describe(const std::vector<velarn::StatusTableRow>& table) {
-  std::string text;
-  for (const velarn::StatusTableRow& row : table) {
-    text += (text.empty() ? "" : ",") + std::to_string(row.key) + "=" + row.text;
-  }
-  return text;
-}
-
-void AppEventLog::OnConnected(bool newSession) { log.Add("connected " + std::to_string(newSession)); }
-
-void AppEventLog::OnInterrupted() { log.Add("interrupted"); }
-
 void AppEventLog::OnReceivedMessage(const common::Buffer& message, bool valid) {
   log.Add("message " + Dump(message) + " valid " + std::to_string(valid));
 }
 
 void AppEventLog::OnStatusTableModified(const std::vector<velarn::StatusTableRow>& table) {
-  log.Add("table " + Describe(table));
+  std::string text = "table ";
+  for (size_t i = 0; i < table.size(); ++i) {
+    text += (i == 0 ? "" : ",") + std::to_string(table[i].key) + "=" + table[i].text;
+  }
+  log.Add(text);
 }
 
 void AppEventLog::OnNewGPSFix(const velarn::GPSFix& fix, const velarn::GPSFixEx& fixEx) {
   log.Add(std::string("gps ") + static_cast<char>(fix.status) + " " + std::to_string(fix.satellites) + " " +
-          static_cast<char>(fixEx.status));
+          std::to_string(fixEx.satelliteCount));
 }
 
 void AppEventLog::OnNewLogbookInfo(const velarn::LogbookData& logbook) {
   log.Add("logbook " + std::to_string(logbook.mode) + " " + std::to_string(logbook.odometer));
 }
 
-void AppEventLog::OnZuParamRequest(const std::string& name) { log.Add("zu-param " + name); }
-
 void AppEventLog::OnVelarnParamResponse(const std::string& name, const common::Buffer& value) {
   log.Add("param-value " + name + " " + Dump(value));
 }
-
-void AppEventLog::OnVelarnParamNotFound(const std::string& name) { log.Add("param-unknown " + name); }
-
-void AppEventLog::OnVelarnParamChanged(const std::string& name) { log.Add("param-changed " + name); }
 
 void AppEventLog::OnNetworkRegistrationChanged(unsigned status, unsigned extra) {
   log.Add("registration " + std::to_string(status) + " " + std::to_string(extra));
