@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <future>
 #include <mutex>
 
@@ -32,7 +33,7 @@ class RecordingReceiver : public velarn::IRawDataReceiver {
     std::lock_guard<std::mutex> lock(mutex);
     return received;
   }
-  bool throwOnReceive = false;
+  std::atomic<bool> throwOnReceive{false};
 
  private:
   std::mutex mutex;
