@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <filesystem>
 #include <string>
 
 #include "bkmp/Helpers.h"
@@ -48,6 +49,14 @@ void ExpectServes(BKMPServer server, const std::string& path) {
   EXPECT_EQ(BKMP_OK, result);
 }
 
+size_t OpenDescriptors() {
+  size_t count = 0;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    count += entry.is_symlink() ? 1 : 0;
+  }
+  return count;
+}
+
 class ServerTest : public ::testing::Test {
  protected:
   BKMPServer NewServer() {
@@ -78,8 +87,10 @@ TEST_F(ServerTest, AStaleSocketFileIsReplacedAndALiveOneIsNotStolen) {
   ASSERT_NE(nullptr, first);
   ExpectServes(first.get(), path);
 
+  const size_t descriptors = OpenDescriptors();
   BKMPServer second = NewServer();
   EXPECT_EQ(BKMP_E_ADDRESS, BKMPServerListen(second, path.c_str()));
+  EXPECT_EQ(descriptors, OpenDescriptors());  // its probe is closed again
   ExpectServes(first.get(), path);
 
   first.reset();  // removes its file; the second server's next try works
@@ -90,6 +101,7 @@ TEST_F(ServerTest, AStaleSocketFileIsReplacedAndALiveOneIsNotStolen) {
 }
 
 TEST_F(ServerTest, WhatIsntASocketIsNeverRemovedAndListenCanBeTriedAgain) {
+  const size_t descriptors = OpenDescriptors();
   BKMPServer server = NewServer();
   BKMPConnection connection = nullptr;
   EXPECT_EQ(BKMP_E_INVALID, BKMPServerAccept(server, &connection));  // not listening
@@ -109,6 +121,7 @@ TEST_F(ServerTest, WhatIsntASocketIsNeverRemovedAndListenCanBeTriedAgain) {
   // A folder that isn't there yet: fails until it is.
   const std::string later = dir.File("run") + "/nav.sock";
   EXPECT_EQ(BKMP_E_ADDRESS, BKMPServerListen(server, later.c_str()));
+  EXPECT_EQ(descriptors, OpenDescriptors());  // failures leave no descriptor behind
   ASSERT_EQ(0, mkdir(dir.File("run").c_str(), 0700));
   ASSERT_EQ(BKMP_OK, BKMPServerListen(server, later.c_str()));
   ExpectServes(server, later);
