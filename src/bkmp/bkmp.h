@@ -94,9 +94,9 @@ BKMP_API int BKMPConnectionConnectTimeout(BKMPConnection connection, const char*
  * Send writes the whole message, which stays the caller's, or nothing of it
  * (BKMP_E_NOMEM for a message whose frame would exceed BKMP_MAX_FRAME). It
  * may run on other threads while one thread is in Receive; frames of
- * concurrent senders never interleave. If the peer takes no byte for a whole
- * time-out, or the socket fails, the connection is ended: BKMP_E_CLOSED now
- * and from every later Send and Receive.
+ * concurrent senders never interleave. If the peer takes no byte for the
+ * longer of the time-out and one second, or the socket fails, the connection
+ * is ended: BKMP_E_CLOSED now and from every later Send and Receive.
  *
  * Destroy closes and releases the connection; no other call on it may be
  * running or follow. */
