@@ -157,6 +157,11 @@ int BKMPSetFieldUniStr(BKMPMessage message, const char* key, const wchar_t* text
   if (length > bkmp::kMaxTextLength) {
     return BKMP_E_NOMEM;
   }
+  for (size_t i = 0; i < length; ++i) {
+    if (!bkmp::IsUnicodeScalar(static_cast<uint32_t>(text[i]))) {
+      return BKMP_E_INVALID;
+    }
+  }
   try {
     Field field;
     field.type = FieldType::UniStr;

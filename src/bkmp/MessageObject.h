@@ -16,6 +16,10 @@ constexpr size_t kMaxFields = 512;
 constexpr size_t kMaxKeyLength = 127;     // bytes, without terminator
 constexpr size_t kMaxTextLength = 65535;  // bytes of a text, characters of a wide text
 
+// What a wide text may hold: the characters of Unicode, nothing else, so that
+// every wide text has one form on the wire and in any other language.
+inline bool IsUnicodeScalar(uint32_t c) { return c != 0 && c <= 0x10FFFF && (c < 0xD800 || c > 0xDFFF); }
+
 enum class FieldType : uint8_t {
   Int8 = 1,
   Uint8 = 2,

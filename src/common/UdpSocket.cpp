@@ -63,11 +63,14 @@ void UdpSocket::Connect(const sockaddr_in& remote) {
 }
 
 bool UdpSocket::Wait(bool forWriting, unsigned timeout, const char* failureText) {
+  // A closed socket would leave select() an empty set, which without a
+  // time-out waits for ever.
+  if (fd < 0 || fd >= FD_SETSIZE) {
+    throw IOException(failureText, EBADF);
+  }
   fd_set set;
   FD_ZERO(&set);
-  if (fd >= 0 && fd < FD_SETSIZE) {
-    FD_SET(fd, &set);
-  }
+  FD_SET(fd, &set);
   timeval limit{};
   timeval* limitPointer = nullptr;
   if (timeout != 0) {
@@ -80,7 +83,7 @@ bool UdpSocket::Wait(bool forWriting, unsigned timeout, const char* failureText)
   if (result == -1) {
     throw IOException(failureText, errno);
   }
-  return fd >= 0 && fd < FD_SETSIZE && FD_ISSET(fd, &set);
+  return FD_ISSET(fd, &set);
 }
 
 int UdpSocket::Send(const void* bytes, unsigned count, unsigned timeout) {

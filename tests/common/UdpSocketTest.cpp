@@ -46,6 +46,30 @@ TEST(UdpSocketTest, OpenAndCloseMisuse) {
   }
 }
 
+TEST(UdpSocketTest, ClosedSocketFailsInsteadOfWaiting) {
+  // Without a time-out (0), a wait on no descriptor at all would never end.
+  common::UdpSocket socket;
+  common::Buffer buffer(16, 200);
+  sockaddr_in from{};
+  for (int round = 0; round < 2; ++round) {
+    buffer.Append(1);  // a failed receive empties it
+    try {
+      socket.SendTo(buffer, Loopback(9), 0);
+      FAIL() << "sent on a closed socket";
+    } catch (const IOException& error) {
+      EXPECT_EQ(0u, std::string(error.what()).find("can't write to socket (errno 9: ")) << error.what();
+    }
+    try {
+      socket.ReceiveFrom(buffer, from, 0);
+      FAIL() << "received on a closed socket";
+    } catch (const IOException& error) {
+      EXPECT_EQ(0u, std::string(error.what()).find("can't read from socket (errno 9: ")) << error.what();
+    }
+    socket.Open();
+    socket.Close();
+  }
+}
+
 TEST(UdpSocketTest, BindFailureCarriesErrno) {
   common::UdpSocket first;
   first.Open();

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <string>
+
+namespace velarn {
+
+class ATransportLayerContext;
+
+// The context file of the driver: the archive of TransportLayerContext.h.
+//
+// Writing goes to a temporary file beside path ("<path>.tmp"), which is
+// flushed to the disk, renamed over path, and then the folder is flushed as
+// well: a crash at any moment leaves either the old or the new complete file,
+// never a torn one. The file gets mode 0666 whatever the umask. Failures throw
+// IOException ("could not create <path>", "could not write <path>", "could
+// not flush <path>", "could not replace <path>") and leave the old file and
+// no temporary one behind.
+void WriteContextFile(const std::string& path, const ATransportLayerContext* context);
+
+// A new context that the caller owns, or null if a null one was stored.
+// Throws IOException "could not open <path>" for a missing or unreadable
+// file and the archive's exceptions for a damaged one.
+ATransportLayerContext* ReadContextFile(const std::string& path);
+
+}  // namespace velarn

@@ -1,0 +1,72 @@
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "velarn/Packet.h"
+#include "velarn/TransportStack.h"
+
+using linktest::Bytes;
+using linktest::TransportStack;
+
+namespace {
+
+// A free loopback port: bound, read back and released. The unit's stack
+// must know the device's address before either starts.
+uint16_t FreePort() {
+  const int fd = ::socket(AF_INET, SOCK_DGRAM, 0);
+  sockaddr_in address = linktest::Loopback();
+  ::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address));
+  socklen_t length = sizeof(address);
+  ::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length);
+  ::close(fd);
+  return ntohs(address.sin_port);
+}
+
+std::vector<std::string> Received(TransportStack& stack) {
+  std::vector<std::string> payloads;
+  for (const linktest::Log::Entry& entry : stack.log.Starting("received ")) {
+    payloads.push_back(entry.text.substr(9));
+  }
+  return payloads;
+}
+
+// The same machine plays the unit (direction bits swapped, opening actively)
+// against the device: both directions deliver every payload once and in
+// order across more than one wrap of the sequence numbers.
+TEST(TransportPeersTest, DeviceAndUnitSidesTalkThroughWrappingSequences) {
+  const sockaddr_in deviceAddress = linktest::Loopback("127.0.0.1", FreePort());
+  TransportStack unit(deviceAddress, velarn::TransportLayerImpl::Side::Unit);
+  unit.Start();
+  TransportStack device(unit.Address(), velarn::TransportLayerImpl::Side::Device, deviceAddress);
+  device.Start();
+  device.Listen();
+  unit.Connect();
+  ASSERT_TRUE(device.log.WaitFor("connected 1", 1, 3000));
+  ASSERT_TRUE(unit.log.WaitFor("connected 1", 1, 3000));
+  EXPECT_EQ(device.Context()->sessionId, unit.Context()->sessionId);
+
+  const size_t count = 300;
+  std::vector<std::string> toUnit, toDevice;
+  for (size_t i = 0; i < count; ++i) {
+    const Bytes down{0x04, 0x08, static_cast<uint8_t>(i), static_cast<uint8_t>(i >> 8)};
+    const Bytes up{0x04, 0x07, static_cast<uint8_t>(i), static_cast<uint8_t>(i >> 8)};
+    toUnit.push_back(linktest::Dump(linktest::ToBuffer(down)));
+    toDevice.push_back(linktest::Dump(linktest::ToBuffer(up)));
+    device.Send(velarn::Packet::kKeepForSession, down);
+    unit.Send(velarn::Packet::kLinkOnly, up);
+  }
+  ASSERT_TRUE(unit.log.WaitFor("received", count, 30000));
+  ASSERT_TRUE(device.log.WaitFor("received", count, 30000));
+  EXPECT_EQ(toUnit, Received(unit));
+  EXPECT_EQ(toDevice, Received(device));
+
+  // The unit goes away; the device notices and listens again, keeping the
+  // session for the unit's return.
+  unit.Stop();
+  ASSERT_TRUE(device.log.WaitFor("interrupted", 1, 6000));
+  EXPECT_EQ("listening", device.StateName());
+  EXPECT_EQ(0u, unit.log.Count("interrupted"));
+}
+
+}  // namespace
