@@ -148,7 +148,7 @@ TEST_F(NavCommandTest, AnswersTheHandshakeAndSendsEveryAction) {
                        "-> CNavigationStateEvent NavType=2 UDst_.Lat=5250001 UDst_.Long=-1 RDst_.Lat=5250000 "
                        "RDst_.Long=1325000 ETA=1700000000 Dist=4200"))
       << output;
-  EXPECT_TRUE(Contains(output, "-> ? MessageID=99")) << output;
+  EXPECT_TRUE(Contains(output, "-> ? MessageID=99 (raw ActionId:uint32=5)")) << output;
 }
 
 TEST_F(NavCommandTest, PrintsEveryReceivedMessageOnOneLine) {

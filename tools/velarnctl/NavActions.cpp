@@ -376,7 +376,8 @@ NavOutgoing Raw(Words& words, uint32_t, const NavSettings&) {
   if (id != "-") {
     outgoing.raw->SetInt8("MessageID", static_cast<int8_t>(ParseInteger(id, "ID", -128, 127)));
   }
-  for (const std::string& field : RawWords(words.Rest())) {
+  outgoing.rawFields = words.Rest();
+  for (const std::string& field : RawWords(outgoing.rawFields)) {
     SetRawField(*outgoing.raw, field);
   }
   return outgoing;

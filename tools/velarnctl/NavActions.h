@@ -28,6 +28,7 @@ struct NavSettings {
 struct NavOutgoing {
   std::unique_ptr<CVelarnMessage> message;
   std::unique_ptr<CBrenikCommunicationMessage> raw;
+  std::string rawFields;  // as typed, shown where no class describes raw
 };
 
 class NavActionParser {

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "bkmp/bkmp.h"
 #include "velarnctl/Command.h"
 #include "velarnctl/NavActions.h"
 #include "velarnctl/NavInput.h"
@@ -260,8 +261,9 @@ int RunNav(const std::vector<std::string>& args) {
   NavActionParser parser(options.settings);
   NavSession session(parser, !options.manualInit, std::cout);
   if (!session.Connect(options.socket, options.connectTimeout)) {
-    std::cerr << "velarnctl nav: can't connect to " << options.socket << " (library code "
-              << session.GetConnectError() << ")" << std::endl;
+    const int code = session.GetConnectError();
+    std::cerr << "velarnctl nav: can't connect to " << options.socket << ": " << BKMPErrorString(code)
+              << " (code " << code << ")" << std::endl;
     return kStatusGone;
   }
   session.Start();

@@ -65,7 +65,7 @@ void NavSession::ReceiveLoop() {
     std::lock_guard<std::mutex> lock(mutex);
     if (code != BKMP_OK) {
       if (!stopping) {
-        MarkGone("the daemon closed the connection (code " + std::to_string(code) + ")");
+        MarkGone(std::string(BKMPErrorString(code)) + " (code " + std::to_string(code) + ")");
       }
       return;
     }
@@ -99,10 +99,15 @@ bool NavSession::SendLocked(NavOutgoing& outgoing) {
   CBrenikCommunicationMessage& message = outgoing.message ? outgoing.message->message : *outgoing.raw;
   const bool sent = outgoing.message ? outgoing.message->Send(client) : outgoing.raw->Send(client);
   if (!sent) {
-    MarkGone("send failed (code " + std::to_string(client.GetLastError()) + ")");
+    const int code = client.GetLastError();
+    MarkGone(std::string("send failed: ") + BKMPErrorString(code) + " (code " + std::to_string(code) + ")");
     return false;
   }
-  PrintLine("-> " + FormatNavMessage(message));
+  std::string line = FormatNavMessage(message);
+  if (outgoing.raw && (line[0] == '?' || line.find(" (malformed") != std::string::npos)) {
+    line += " (raw " + outgoing.rawFields + ")";
+  }
+  PrintLine("-> " + line);
   return true;
 }
 
