@@ -1,6 +1,9 @@
 #include "bkcom/MessageCatalogue.h"
 
+#include <vector>
+
 #include "bkcom/Actions.h"
+#include "bkcom/BrenikCommunicationMessage.h"
 #include "bkcom/Events.h"
 
 namespace bkcom {
@@ -166,24 +169,54 @@ const MessageInfo* FindMessageInfo(const std::string& className) {
   return nullptr;
 }
 
-const char* FieldKindName(FieldKind kind) {
-  switch (kind) {
-    case FieldKind::Int8:
-      return "int8";
-    case FieldKind::Uint8:
-      return "uint8";
-    case FieldKind::Uint16:
-      return "uint16";
-    case FieldKind::Int32:
-      return "int32";
-    case FieldKind::Uint32:
-      return "uint32";
-    case FieldKind::Bool:
-      return "bool";
-    case FieldKind::Text:
-      return "text";
+bool ReadFieldValue(CBrenikCommunicationMessage& message, const FieldInfo& field, std::string& value) {
+  const char* key = field.name.c_str();
+  bool ok = false;
+  switch (field.kind) {
+    case FieldKind::Int8: {
+      int8_t number = 0;
+      ok = message.GetInt8(key, &number);
+      value = std::to_string(number);
+      break;
+    }
+    case FieldKind::Uint8: {
+      uint8_t number = 0;
+      ok = message.GetUint8(key, &number);
+      value = std::to_string(number);
+      break;
+    }
+    case FieldKind::Uint16: {
+      uint16_t number = 0;
+      ok = message.GetUint16(key, &number);
+      value = std::to_string(number);
+      break;
+    }
+    case FieldKind::Int32: {
+      int32_t number = 0;
+      ok = message.GetInt32(key, &number);
+      value = std::to_string(number);
+      break;
+    }
+    case FieldKind::Uint32: {
+      uint32_t number = 0;
+      ok = message.GetUint32(key, &number);
+      value = std::to_string(number);
+      break;
+    }
+    case FieldKind::Bool: {
+      int flag = 0;
+      ok = message.GetBool(key, &flag);
+      value = flag != 0 ? "1" : "0";
+      break;
+    }
+    case FieldKind::Text: {
+      std::vector<char> buffer(static_cast<size_t>(field.textSize));
+      ok = message.GetStr(key, buffer.data(), field.textSize);
+      value = ok ? buffer.data() : "";
+      break;
+    }
   }
-  return "?";
+  return ok;
 }
 
 }  // namespace bkcom

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+class CBrenikCommunicationMessage;
 class CVelarnMessage;
 
 namespace bkcom {
@@ -38,6 +39,9 @@ const std::vector<MessageInfo>& MessageCatalogue();
 const MessageInfo* FindMessageInfo(int id);
 const MessageInfo* FindMessageInfo(const std::string& className);
 
-const char* FieldKindName(FieldKind kind);
+// The value of a field of message as text: a number in decimal, a flag as 1
+// or 0, a text as the daemon reads it (cut to the field's buffer). False if
+// the field is missing or of another type.
+bool ReadFieldValue(CBrenikCommunicationMessage& message, const FieldInfo& field, std::string& value);
 
 }  // namespace bkcom

@@ -1,7 +1,7 @@
 #pragma once
 
-// Helpers of the message tests: library messages built from the catalogue's
-// description, and reading fields back in any type.
+// Helpers of the message tests: library messages filled from the
+// catalogue's description, and their fields as one comparable string.
 
 #include <string>
 #include <vector>
@@ -11,19 +11,17 @@
 
 namespace bkcomtest {
 
-// A distinct value per field (seed varies numbers and flips the flags); a
-// text is as long as its buffer allows, plus extra characters.
-std::string TextValue(const bkcom::FieldInfo& field, int index, int seed, int extra = 0);
-long long NumberValue(const bkcom::FieldInfo& field, int index, int seed);
-
-// Sets field to its value; skip names a field to leave out, and wrongType
-// sets that one with a type it doesn't have.
+// Sets every field of info to a value of its own (seed varies the numbers and
+// flips the flags; a text fills its buffer, plus textExtra characters). skip
+// names a field to leave out, wrongType one to set with a type it hasn't.
 void FillMessage(CBrenikCommunicationMessage& message, const bkcom::MessageInfo& info, int seed,
                  const std::string& skip = "", const std::string& wrongType = "", int textExtra = 0);
 
-// The field read as its kind: a number, or the text. False if it fails.
-bool ReadField(CBrenikCommunicationMessage& message, const bkcom::FieldInfo& field, long long& number,
-               std::string& text);
+// "Name=value ..." of every field of info, as bkcom::ReadFieldValue reads
+// them; "Name=?" for one that can't be read.
+std::string DescribeFields(CBrenikCommunicationMessage& message, const bkcom::MessageInfo& info);
+// What DescribeFields gives for a message that FillMessage filled.
+std::string ExpectedFields(const bkcom::MessageInfo& info, int seed);
 
 // The keys of a library message in the order in which they were first set.
 std::vector<std::string> FieldKeys(const CBrenikCommunicationMessage& message);

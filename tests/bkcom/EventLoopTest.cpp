@@ -21,8 +21,6 @@
 namespace {
 
 using namespace bkcomtest;
-using bkcom::FieldInfo;
-using bkcom::FieldKind;
 using bkcom::MessageInfo;
 
 // An object of the class, its members filled from the catalogue's values.
@@ -33,22 +31,6 @@ std::unique_ptr<CVelarnMessage> Filled(const MessageInfo& info) {
   std::unique_ptr<CVelarnMessage> message(info.create());
   EXPECT_TRUE(message->Decode(source)) << info.className;
   return message;
-}
-
-// Whether a library message holds every field of the class with the value
-// that Filled() put there.
-void ExpectFilledFields(CBrenikCommunicationMessage& message, const MessageInfo& info) {
-  for (size_t i = 0; i < info.fields.size(); ++i) {
-    const FieldInfo& field = info.fields[i];
-    long long number = 0;
-    std::string text;
-    ASSERT_TRUE(ReadField(message, field, number, text)) << info.className << " " << field.name;
-    if (field.kind == FieldKind::Text) {
-      EXPECT_EQ(TextValue(field, static_cast<int>(i), 1), text) << info.className << " " << field.name;
-    } else {
-      EXPECT_EQ(NumberValue(field, static_cast<int>(i), 1), number) << info.className << " " << field.name;
-    }
-  }
 }
 
 // The daemon's first word at every connection, as the application sends it.
@@ -124,7 +106,7 @@ TEST_F(EventLoopTest, BothSidesExchangeEveryClassWithAllFields) {
     std::unique_ptr<CBrenikCommunicationMessage> received = peer.Receive();
     ASSERT_NE(nullptr, received) << info->className;
     ASSERT_EQ(info->id, MessageIdOf(*received));
-    ExpectFilledFields(*received, *info);
+    EXPECT_EQ(ExpectedFields(*info, 1), DescribeFields(*received, *info));
   }
 
   // Application to daemon: every class; those that only go out are dropped.
@@ -144,7 +126,7 @@ TEST_F(EventLoopTest, BothSidesExchangeEveryClassWithAllFields) {
   for (size_t i = 0; i < incoming.size(); ++i) {
     ASSERT_EQ(incoming[i]->id, messages[i]->GetMessageId());
     ASSERT_TRUE(messages[i]->Encode());
-    ExpectFilledFields(messages[i]->message, *incoming[i]);
+    EXPECT_EQ(ExpectedFields(*incoming[i], 1), DescribeFields(messages[i]->message, *incoming[i]));
   }
   EXPECT_EQ(77u, static_cast<CGetAllItemsAction&>(*messages.back()).actionId);
 }

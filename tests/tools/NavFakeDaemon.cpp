@@ -1,7 +1,5 @@
 #include "NavFakeDaemon.h"
 
-#include <vector>
-
 #include "bkcom/Actions.h"
 #include "bkcom/MessageCatalogue.h"
 #include "bkcom/Text.h"
@@ -77,37 +75,8 @@ std::string Describe(CVelarnMessage& message) {
   }
   std::string line = info->className;
   for (const bkcom::FieldInfo& field : info->fields) {
-    const char* key = field.name.c_str();
-    std::string value = "?";
-    uint32_t u32 = 0;
-    int32_t i32 = 0;
-    uint16_t u16 = 0;
-    uint8_t u8 = 0;
-    int flag = 0;
-    std::vector<char> text(static_cast<size_t>(field.textSize > 0 ? field.textSize : 1));
-    switch (field.kind) {
-      case bkcom::FieldKind::Uint32:
-        value = message.message.GetUint32(key, &u32) ? std::to_string(u32) : "?";
-        break;
-      case bkcom::FieldKind::Int32:
-        value = message.message.GetInt32(key, &i32) ? std::to_string(i32) : "?";
-        break;
-      case bkcom::FieldKind::Uint16:
-        value = message.message.GetUint16(key, &u16) ? std::to_string(u16) : "?";
-        break;
-      case bkcom::FieldKind::Uint8:
-        value = message.message.GetUint8(key, &u8) ? std::to_string(u8) : "?";
-        break;
-      case bkcom::FieldKind::Bool:
-        value = message.message.GetBool(key, &flag) ? std::to_string(flag) : "?";
-        break;
-      case bkcom::FieldKind::Text:
-        value = message.message.GetStr(key, text.data(), field.textSize) ? text.data() : "?";
-        break;
-      case bkcom::FieldKind::Int8:
-        break;
-    }
-    line += " " + field.name + "=" + value;
+    std::string value;
+    line += " " + field.name + "=" + (bkcom::ReadFieldValue(message.message, field, value) ? value : "?");
   }
   return line;
 }

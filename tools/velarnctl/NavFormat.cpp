@@ -1,7 +1,6 @@
 #include "velarnctl/NavFormat.h"
 
 #include <cstdio>
-#include <vector>
 
 #include "bkcom/BrenikCommunicationMessage.h"
 #include "bkcom/MessageCatalogue.h"
@@ -15,39 +14,18 @@ using bkcom::FieldKind;
 
 // The value of one field as shown, or false if it can't be read as its kind.
 bool FormatField(CBrenikCommunicationMessage& message, const FieldInfo& field, std::string& out) {
-  const char* key = field.name.c_str();
-  switch (field.kind) {
-    case FieldKind::Int8: {
-      int8_t value = 0;
-      return message.GetInt8(key, &value) && (out = std::to_string(value), true);
-    }
-    case FieldKind::Uint8: {
-      uint8_t value = 0;
-      return message.GetUint8(key, &value) && (out = std::to_string(value), true);
-    }
-    case FieldKind::Uint16: {
-      uint16_t value = 0;
-      return message.GetUint16(key, &value) && (out = std::to_string(value), true);
-    }
-    case FieldKind::Int32: {
-      int32_t value = 0;
-      return message.GetInt32(key, &value) && (out = std::to_string(value), true);
-    }
-    case FieldKind::Uint32: {
-      uint32_t value = 0;
-      return message.GetUint32(key, &value) && (out = std::to_string(value), true);
-    }
-    case FieldKind::Bool: {
-      int value = 0;
-      return message.GetBool(key, &value) && (out = value != 0 ? "true" : "false", true);
-    }
-    case FieldKind::Text: {
-      // Shown as the daemon would read it: cut to the field's buffer.
-      std::vector<char> buffer(static_cast<size_t>(field.textSize));
-      return message.GetStr(key, buffer.data(), field.textSize) && (out = QuoteText(buffer.data()), true);
-    }
+  std::string value;
+  if (!bkcom::ReadFieldValue(message, field, value)) {
+    return false;
   }
-  return false;
+  if (field.kind == FieldKind::Bool) {
+    out = value == "1" ? "true" : "false";
+  } else if (field.kind == FieldKind::Text) {
+    out = QuoteText(value);
+  } else {
+    out = value;
+  }
+  return true;
 }
 
 }  // namespace
