@@ -110,13 +110,11 @@ void EventLoop::Serve(ABKComEventHandler& handler, CBrenikCommunicationClient& c
     connectionLost = false;
     handler.OnClientConnected();
   }
-  if (!stop) {
-    while (!connectionLost && !stop) {
-      if (connected.Receive()) {
-        connected.HandleReceived();
-      } else if (connected.GetReceiveError() != BKMP_E_TIMEOUT) {
-        connectionLost = true;
-      }
+  while (!connectionLost && !stop) {
+    if (connected.Receive()) {
+      connected.HandleReceived();  // an unknown or undecodable message is dropped, the connection stays
+    } else if (connected.GetReceiveError() != BKMP_E_TIMEOUT) {
+      connectionLost = true;
     }
   }
   {
