@@ -97,7 +97,7 @@ int32_t Coordinate(const std::string& word, const char* what) {
 
 using Builder = NavOutgoing (*)(Words&, uint32_t actionId, const NavSettings&);
 
-struct ActionSpec {
+struct ActionEntry {
   const char* name;
   const char* syntax;
   const char* summary;
@@ -318,15 +318,15 @@ std::vector<std::string> RawWords(const std::string& text) {
   return words;
 }
 
-void SetRawField(CBrenikCommunicationMessage& message, const std::string& spec) {
-  const size_t colon = spec.find(':');
-  const size_t equals = spec.find('=', colon == std::string::npos ? 0 : colon);
+void SetRawField(CBrenikCommunicationMessage& message, const std::string& assignment) {
+  const size_t colon = assignment.find(':');
+  const size_t equals = assignment.find('=', colon == std::string::npos ? 0 : colon);
   if (colon == std::string::npos || equals == std::string::npos || colon == 0) {
-    throw invalid_argument("a field is NAME:TYPE=VALUE, not \"" + spec + "\"");
+    throw invalid_argument("a field is NAME:TYPE=VALUE, not \"" + assignment + "\"");
   }
-  const std::string name = spec.substr(0, colon);
-  const std::string type = spec.substr(colon + 1, equals - colon - 1);
-  const std::string value = RawToken(spec.substr(equals + 1));
+  const std::string name = assignment.substr(0, colon);
+  const std::string type = assignment.substr(colon + 1, equals - colon - 1);
+  const std::string value = RawToken(assignment.substr(equals + 1));
   const char* key = name.c_str();
   bool ok = false;
   if (type == "int8") {
@@ -383,8 +383,8 @@ NavOutgoing Raw(Words& words, uint32_t, const NavSettings&) {
   return outgoing;
 }
 
-const std::vector<ActionSpec>& Actions() {
-  static const std::vector<ActionSpec> actions = {
+const std::vector<ActionEntry>& Actions() {
+  static const std::vector<ActionEntry> actions = {
       {"ack", "ack ACTIONID [ERROR]", "CAcknowledge of a daemon's action; ERROR 1 done (default), 2 refused",
        &Acknowledge, false},
       {"init", "init [VERSION]",
@@ -440,8 +440,8 @@ const std::vector<ActionSpec>& Actions() {
   return actions;
 }
 
-const ActionSpec* FindAction(const std::string& name) {
-  for (const ActionSpec& action : Actions()) {
+const ActionEntry* FindAction(const std::string& name) {
+  for (const ActionEntry& action : Actions()) {
     if (name == action.name) {
       return &action;
     }
@@ -458,7 +458,7 @@ std::string NavActionParser::Help() {
   constexpr size_t kColumn = 30;
   constexpr size_t kWidth = 80;
   std::string help;
-  for (const ActionSpec& action : Actions()) {
+  for (const ActionEntry& action : Actions()) {
     std::string line = std::string("  ") + action.syntax;
     if (line.size() + 1 > kColumn) {
       help += line + "\n";
@@ -485,7 +485,7 @@ std::string NavActionParser::Help() {
 NavOutgoing NavActionParser::Parse(const std::string& line) {
   Words words(line);
   const std::string name = words.Next("action");
-  const ActionSpec* action = FindAction(name);
+  const ActionEntry* action = FindAction(name);
   if (action == nullptr) {
     throw invalid_argument("unknown action \"" + name + "\" (\"help\" lists them)");
   }
