@@ -1,0 +1,106 @@
+#include "bkcom/BrenikCommunication.h"
+
+#include "bkcom/ABKComEventHandler.h"
+#include "bkcom/BrenikCommunicationMessage.h"
+#include "bkcom/VelarnMessage.h"
+#include "bkcom/VelarnMessageRegistry.h"
+
+CBrenikCommunicationClient::CBrenikCommunicationClient(CVelarnMessageRegistry* registry)
+    : registry(registry) {}
+
+CBrenikCommunicationClient::~CBrenikCommunicationClient() {
+  if (receivedMessage != nullptr) {
+    BKMPMessageDestroy(receivedMessage);
+  }
+  Close();
+}
+
+int CBrenikCommunicationClient::SetEventHandler(bkcom::ABKComEventHandler* handler) {
+  eventHandler = handler;
+  return 1;
+}
+
+int CBrenikCommunicationClient::SetConnection(BKMPConnection handle) {
+  connection = handle;
+  return 1;
+}
+
+bool CBrenikCommunicationClient::Receive() {
+  if (receivedMessage != nullptr) {
+    // A message that nobody handled: don't lose its memory.
+    BKMPMessageDestroy(receivedMessage);
+    receivedMessage = nullptr;
+  }
+  receiveError = BKMPConnectionReceive(connection, &receivedMessage);
+  lastError = receiveError;
+  if (receiveError != BKMP_OK) {
+    receivedMessage = nullptr;
+  }
+  return receiveError == BKMP_OK;
+}
+
+bool CBrenikCommunicationClient::HandleReceived() {
+  CBrenikCommunicationMessage wrapper;
+  wrapper.Attach(receivedMessage);
+  receivedMessage = nullptr;
+  if (registry == nullptr) {
+    return false;
+  }
+  CVelarnMessage* message = registry->CreateMessage(wrapper);
+  if (message == nullptr) {
+    return false;
+  }
+  if (eventHandler == nullptr) {
+    delete message;
+    return true;
+  }
+  int handled = 1;
+  eventHandler->HandleMessage(message, this, &handled);
+  if (handled != 0) {
+    delete message;
+  }
+  return true;
+}
+
+bool CBrenikCommunicationClient::Close() {
+  if (connection == nullptr) {
+    return true;
+  }
+  lastError = BKMPConnectionDestroy(connection);
+  connection = nullptr;
+  return lastError == BKMP_OK;
+}
+
+CBrenikCommunicationServer::~CBrenikCommunicationServer() { Destroy(); }
+
+bool CBrenikCommunicationServer::Create(int timeout) {
+  lastError = BKMPServerCreate(&server, timeout, 1, 1);
+  if (lastError != BKMP_OK) {
+    server = nullptr;
+  }
+  return lastError == BKMP_OK;
+}
+
+bool CBrenikCommunicationServer::Listen(const char* address) {
+  lastError = BKMPServerListen(server, address);
+  return lastError == BKMP_OK;
+}
+
+bool CBrenikCommunicationServer::Accept(CBrenikCommunicationClient& client) {
+  BKMPConnection connection = nullptr;
+  lastError = BKMPServerAccept(server, &connection);
+  if (lastError != BKMP_OK) {
+    return false;
+  }
+  client.SetConnection(connection);
+  return true;
+}
+
+bool CBrenikCommunicationServer::Destroy() {
+  if (server == nullptr) {
+    return true;
+  }
+  lastError = BKMPServerDestroy(server);
+  server = nullptr;
+  return lastError == BKMP_OK;
+}
