@@ -2,9 +2,17 @@
 
 #include <signal.h>
 
+#include <memory>
 #include <stdexcept>
 
 #include "common/ParseAddress.h"
+#include "data/Database.h"
+#include "nmea/NamedPipeGPSFeeder.h"
+#include "nmea/NullGPSFeeder.h"
+#include "velarn/NullFrameLayerFactory.h"
+#include "velarn/UDPLayerFactory.h"
+#include "velarn/VelarnDriver.h"
+#include "velarnd/Application.h"
 
 namespace velarnd {
 
@@ -27,23 +35,42 @@ sockaddr_in VelarnDaemon::RequireAddress(const char* name, const char* absentTex
   return address;
 }
 
-VelarnDaemon::Settings VelarnDaemon::ReadSettings() const {
-  Settings settings;
-  settings.serverAddress = Require("svraddr", "you must specify the server address (svraddr)");
-  settings.databaseFile = Require("dbfile", "you must specify the database file (dbfile)");
-  settings.unitLocalAddress =
-      RequireAddress("zuaddr", "you must specify the ZU's address (zuaddr)", "invalid address (zuaddr)");
-  settings.unitPeerAddress = RequireAddress(
-      "velarnaddr", "you must specify the velarn's address (velarnaddr)", "invalid address (velarnaddr)");
-  settings.contextFile = Require("ctxfile", "you must specify the velarn's context file (ctxfile)");
-  settings.hasGpsPipe = GetParameters().Get("gpspipe", settings.gpsPipe);
-  return settings;
-}
-
 int VelarnDaemon::Main() {
-  const Settings settings = ReadSettings();
-  (void)settings;
-  WaitForStop();
+  const std::string serverAddress = Require("svraddr", "you must specify the server address (svraddr)");
+  const std::string databaseFile = Require("dbfile", "you must specify the database file (dbfile)");
+
+  // The file exists with default contents before anything else can fail; a
+  // file that can't be written doesn't stop the start.
+  data::Database database(databaseFile);
+  if (!database.Load()) {
+    database.Save();
+  }
+
+  const sockaddr_in unitLocalAddress =
+      RequireAddress("zuaddr", "you must specify the ZU's address (zuaddr)", "invalid address (zuaddr)");
+  const sockaddr_in unitPeerAddress = RequireAddress(
+      "velarnaddr", "you must specify the velarn's address (velarnaddr)", "invalid address (velarnaddr)");
+  const std::string contextFile = Require("ctxfile", "you must specify the velarn's context file (ctxfile)");
+
+  velarn::UDPLayerFactory rawLayerFactory(unitLocalAddress, unitPeerAddress);
+  velarn::NullFrameLayerFactory frameLayerFactory;
+  velarn::VelarnDriver driver(contextFile, rawLayerFactory, frameLayerFactory);
+
+  std::unique_ptr<nmea::IGPSFeeder> gpsFeeder(new nmea::NullGPSFeeder());
+  std::string gpsPipe;
+  if (GetParameters().Get("gpspipe", gpsPipe)) {
+    gpsFeeder.reset(new nmea::NamedPipeGPSFeeder(gpsPipe));
+  }
+
+  Application application(database, driver, *gpsFeeder);
+  driver.SetEventHandler(&application);
+  // Starts the driver's threads only: the unit link stays closed until a
+  // navigation application has completed its handshake.
+  driver.Start();
+  // Returns after OnSignal; its end writes the database.
+  eventLoop.Run(application, serverAddress);
+  // Writes the context file.
+  driver.Stop();
   return 0;
 }
 
@@ -51,27 +78,16 @@ void VelarnDaemon::OnSignal(int signalNumber) {
   switch (signalNumber) {
     case SIGHUP:
       if (IsConsole()) {
-        RequestStop();
+        eventLoop.Stop();
       }
       break;
     case SIGINT:
     case SIGTERM:
-      RequestStop();
+      eventLoop.Stop();
       break;
     default:
       break;
   }
-}
-
-void VelarnDaemon::RequestStop() {
-  std::lock_guard<std::mutex> lock(stopMutex);
-  stopRequested = true;
-  stopChanged.notify_all();
-}
-
-void VelarnDaemon::WaitForStop() {
-  std::unique_lock<std::mutex> lock(stopMutex);
-  stopChanged.wait(lock, [this] { return stopRequested; });
 }
 
 }  // namespace velarnd

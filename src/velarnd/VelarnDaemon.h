@@ -2,10 +2,9 @@
 
 #include <netinet/in.h>
 
-#include <condition_variable>
-#include <mutex>
 #include <string>
 
+#include "bkcom/EventLoop.h"
 #include "common/ADaemon.h"
 
 namespace velarnd {
@@ -22,10 +21,13 @@ namespace velarnd {
 //   gpspipe    optional
 // Unknown parameters are ignored.
 //
-// Current state: the database, the unit driver, the GPS feeder, the
-// application and the navigation event loop are not assembled yet. After its
-// checks Main() waits until OnSignal asks it to stop (SIGINT, SIGTERM, and
-// SIGHUP in console mode) and returns 0.
+// Then it assembles the service on its own stack: the database (loaded, or
+// written new when it can't be read), the unit driver with its two layer
+// factories, the GPS feeder (a named pipe when gpspipe is given, else one
+// that drops everything), the application over these three, and lends the
+// main thread to the navigation event loop until OnSignal stops it (SIGINT,
+// SIGTERM, and SIGHUP in console mode). The loop's end writes the database,
+// the driver's stop writes the context file; Main() returns 0.
 class VelarnDaemon : public common::ADaemon {
  public:
   VelarnDaemon(int argc, char** argv);
@@ -35,27 +37,12 @@ class VelarnDaemon : public common::ADaemon {
   void OnSignal(int signalNumber) override;
 
  private:
-  // The checked parameters, in the order of the checks.
-  struct Settings {
-    std::string serverAddress;
-    std::string databaseFile;
-    sockaddr_in unitLocalAddress{};
-    sockaddr_in unitPeerAddress{};
-    std::string contextFile;
-    bool hasGpsPipe = false;
-    std::string gpsPipe;
-  };
-
   std::string Require(const char* name, const char* absentText) const;
   sockaddr_in RequireAddress(const char* name, const char* absentText, const char* invalidText) const;
-  Settings ReadSettings() const;
 
-  void RequestStop();
-  void WaitForStop();
-
-  std::mutex stopMutex;
-  std::condition_variable stopChanged;
-  bool stopRequested = false;
+  // Built with the daemon, so that a signal can stop it from the first
+  // moment on.
+  bkcom::EventLoop eventLoop;
 };
 
 }  // namespace velarnd
