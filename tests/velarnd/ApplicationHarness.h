@@ -1,0 +1,119 @@
+#pragma once
+
+// A velarnd::Application on a fresh database, with fakes for its three
+// partners. Everything the application sends lands in one log, in the order
+// it was sent, so that tests can check sequences across the parties:
+//
+//   nav    CAcknowledge ActionId=5 Error=1                 (velarnctl nav's line)
+//   server 0x0503 OrderWorkflowEventOutMsg time=T linkAge=-1 orderId=1001 ...
+//   driver Listen
+//   gps    $GPRMC,...
+//
+// Server messages are parsed back from the bytes handed to the driver and
+// shown with their named fields (velarnctl unit's line); the event time, which
+// moves with the clock, shows as time=T. The raw bytes stay in
+// FakeDriver::messages for tests that need them.
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "bkcom/IMessageSender.h"
+#include "common/Buffer.h"
+#include "data/Database.h"
+#include "nmea/IGPSFeeder.h"
+#include "velarn/IVelarnDriver.h"
+#include "velarnd/Application.h"
+
+namespace velarndtest {
+
+class EventLog {
+ public:
+  void Add(const std::string& party, const std::string& line) { lines.push_back(party + " " + line); }
+  // Everything since the last Take(), and forgets it.
+  std::vector<std::string> Take();
+  // The lines of one party ("nav", "server", "driver", "gps") since the last Take().
+  std::vector<std::string> Of(const std::string& party) const;
+
+  std::vector<std::string> lines;
+};
+
+class FakeDriver : public velarn::IVelarnDriver {
+ public:
+  explicit FakeDriver(EventLog& log) : log(log) {}
+
+  void Connect() override { log.Add("driver", "Connect"); }
+  void Listen() override { log.Add("driver", "Listen"); }
+  void Disconnect() override { log.Add("driver", "Disconnect"); }
+  bool IsConnected() const override { return connected; }
+  bool IsNewSession() const override { return false; }
+  void SendMessage(const common::Buffer& message, const std::string& recipient, unsigned flags) override;
+  void RequestLogbookInfo() override { log.Add("driver", "RequestLogbookInfo"); }
+  void SetLogbookMode(unsigned char mode) override;
+  void RequestParam(const std::string& name) override { log.Add("driver", "RequestParam " + name); }
+  void SendParamResponse(const std::string& name, const common::Buffer& value) override;
+  void SendParamNotFound(const std::string& name) override { log.Add("driver", "SendParamNotFound " + name); }
+  void NotifyParamChanged(const std::string& name) override { log.Add("driver", "NotifyParamChanged " + name); }
+
+  bool connected = false;
+  std::vector<common::Buffer> messages;  // every SendMessage payload, as given
+
+ private:
+  EventLog& log;
+};
+
+class FakeFeeder : public nmea::IGPSFeeder {
+ public:
+  explicit FakeFeeder(EventLog& log) : log(log) {}
+  void Open() override;
+  void Write(const nmea::ANMEASentence& sentence) override;
+  void Close() override;
+  bool IsOpen() const override { return open; }
+
+  bool open = false;
+  bool failWrites = false;  // Write throws IOException, as a full pipe does
+
+ private:
+  EventLog& log;
+};
+
+class RecordingSender : public bkcom::IMessageSender {
+ public:
+  explicit RecordingSender(EventLog& log) : log(log) {}
+  void Send(CVelarnMessage& message) override;
+
+ private:
+  EventLog& log;
+};
+
+// The application with its partners, its sender attached as the event loop
+// would attach it. The timer thread isn't started; tests that need the
+// keep-alive call OnStart()/OnStop() themselves.
+struct ApplicationRig {
+  ApplicationRig();
+  ~ApplicationRig();
+
+  EventLog log;
+  data::Database database;
+  FakeDriver driver;
+  FakeFeeder feeder;
+  RecordingSender sender;
+  velarnd::Application application;
+};
+
+// A message of the navigation link as the loop would hand it over, with
+// ActionId set for actions.
+template <class T>
+void Deliver(velarnd::Application& application, T& message) {
+  int handled = 0;
+  application.HandleMessage(&message, nullptr, &handled);
+}
+
+// Builds a server message from the JSON form of "velarnctl msg encode", e.g.
+// {"id": "NewOrderInMsg", "nodes": {"1": 1001, ...}}.
+common::Buffer ServerMessage(const std::string& json);
+
+// The velarnctl unit line of a server message, with time=T for the event time.
+std::string ServerLine(const common::Buffer& bytes);
+
+}  // namespace velarndtest
