@@ -100,4 +100,16 @@ std::string ServerLine(const common::Buffer& bytes) {
   return std::regex_replace(velarnctl::MessageLine(message), eventTime, "$1 time=T ");
 }
 
+void FromServer(ApplicationRig& rig, const std::string& json) {
+  rig.application.OnReceivedMessage(rig.driver, ServerMessage(json), true);
+}
+
+std::vector<std::string> Untimed(std::vector<std::string> lines) {
+  static const std::regex clock("(Order_\\.(RecvAt|LMT))=[0-9]+");
+  for (std::string& line : lines) {
+    line = std::regex_replace(line, clock, "$1=T");
+  }
+  return lines;
+}
+
 }  // namespace velarndtest

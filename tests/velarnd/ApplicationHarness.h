@@ -116,4 +116,11 @@ common::Buffer ServerMessage(const std::string& json);
 // The velarnctl unit line of a server message, with time=T for the event time.
 std::string ServerLine(const common::Buffer& bytes);
 
+// A server message from the unit, as the driver hands it to the application.
+void FromServer(ApplicationRig& rig, const std::string& json);
+
+// The lines with the clock's readings in order records (RecvAt, LMT) shown
+// as T, so that transcripts with orders can be compared whole.
+std::vector<std::string> Untimed(std::vector<std::string> lines);
+
 }  // namespace velarndtest
