@@ -1,5 +1,6 @@
 #pragma once
 
+#include <boost/serialization/access.hpp>
 #include <boost/serialization/version.hpp>
 
 #include "common/Buffer.h"
@@ -20,19 +21,27 @@ class Packet {
   // Like kKeepForSession, and survives a new session as well.
   static constexpr unsigned kKeepAlways = 4;
 
-  // For the archive, which constructs before it loads.
-  Packet() : flags(0), data(0, 200) {}
   // The payload is copied into a block of exactly its size: the queue has no
   // limit, so it shouldn't hold the senders' spare capacity.
   Packet(unsigned flags, const common::Buffer& payload);
 
-  // Archive form (class version 1): flags as 4 bytes, then the buffer.
-  // Defined in velarn/TransportLayerContext.cpp, the only place that stores it.
+  // Archive form (class version 1): flags as 4 bytes, then the buffer. A
+  // loaded payload's block is trimmed to its size, whatever capacity the file
+  // claims. Defined in velarn/TransportLayerContext.cpp, the only place that stores it.
   template <class Archive>
   void serialize(Archive& archive, const unsigned int version);
 
   unsigned flags;
   common::Buffer data;
+
+ private:
+  // Only the archive makes empty packets. Being out of everybody else's
+  // reach also makes the archive's list loader build the list one packet at
+  // a time as the file delivers them, instead of sizing the list from the
+  // stored count first: a damaged count then ends at the end of the file
+  // instead of in an allocation of billions of packets.
+  friend class boost::serialization::access;
+  Packet() : flags(0), data(0, 200) {}
 };
 
 inline Packet::Packet(unsigned packetFlags, const common::Buffer& payload)

@@ -1,10 +1,14 @@
 #include "velarn/TransportLayerContext.h"
 
 #include <boost/archive/binary_iarchive.hpp>
+#include <boost/archive/basic_archive.hpp>
 #include <boost/archive/binary_oarchive.hpp>
 #include <boost/serialization/base_object.hpp>
 #include <boost/serialization/list.hpp>
 
+#include <algorithm>
+#include <sstream>
+#include <string>
 #include <vector>
 
 #include "common/BufferSerialization.h"
@@ -15,6 +19,9 @@ template <class Archive>
 void Packet::serialize(Archive& archive, const unsigned int /*version*/) {
   archive& flags;
   archive& data;
+  if constexpr (Archive::is_loading::value) {
+    data.SetCapacity(data.GetSize());
+  }
 }
 
 namespace {
@@ -48,7 +55,73 @@ void WriteContextArchive(std::ostream& out, const ATransportLayerContext* contex
   archive << context;
 }
 
+namespace {
+
+// The stock archive reads the lengths of its signature and of the class name
+// before it can check them, so a damaged length would ask for any amount of
+// memory. Those are the only texts in a context archive, and for a given
+// platform they and the bytes around them are always the same: everything up
+// to the end of the class name (or the whole archive of a null pointer) is
+// compared with what this program writes, before the archive reads a byte.
+// Only the archive library's version may differ, so that a file written with
+// another release of the library still loads where the library can read it.
+struct ArchiveOpenings {
+  std::string context;      // through the end of the export key
+  std::string nullPointer;  // the whole archive of a null pointer
+  std::size_t versionAt;    // offset of the 2 bytes of the library version
+};
+
+std::string ArchiveOf(const ATransportLayerContext* context) {
+  std::ostringstream out;
+  WriteContextArchive(out, context);
+  return out.str();
+}
+
+const ArchiveOpenings& Openings() {
+  static const ArchiveOpenings openings = [] {
+    ArchiveOpenings made;
+    const TransportLayerContext empty;
+    const std::string withContext = ArchiveOf(&empty);
+    const std::string key = "velarn::TransportLayerContext";
+    made.context = withContext.substr(0, withContext.find(key) + key.size());
+    made.nullPointer = ArchiveOf(nullptr);
+    const std::string signature = boost::archive::BOOST_ARCHIVE_SIGNATURE();
+    made.versionAt = withContext.find(signature) + signature.size();
+    return made;
+  }();
+  return openings;
+}
+
+// Whether bytes begin like expected, apart from the library version.
+bool SameOpening(const std::string& bytes, const std::string& expected, std::size_t versionAt) {
+  if (bytes.size() < expected.size()) {
+    return false;
+  }
+  for (std::size_t i = 0; i < expected.size(); ++i) {
+    if (bytes[i] != expected[i] && i != versionAt && i != versionAt + 1) {
+      return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace
+
 ATransportLayerContext* ReadContextArchive(std::istream& in) {
+  const ArchiveOpenings& openings = Openings();
+  const std::size_t length = std::max(openings.context.size(), openings.nullPointer.size());
+  std::string head(length, '\0');
+  in.read(&head[0], static_cast<std::streamsize>(length));
+  head.resize(static_cast<std::size_t>(in.gcount()));
+  if (!SameOpening(head, openings.context, openings.versionAt) &&
+      !SameOpening(head, openings.nullPointer, openings.versionAt)) {
+    throw boost::archive::archive_exception(boost::archive::archive_exception::invalid_signature);
+  }
+  in.clear();
+  in.seekg(-static_cast<std::streamoff>(head.size()), std::ios::cur);
+  if (!in) {
+    throw boost::archive::archive_exception(boost::archive::archive_exception::input_stream_error);
+  }
   boost::archive::binary_iarchive archive(in);
   ATransportLayerContext* context = nullptr;
   std::vector<TransportLayerContext*> made;

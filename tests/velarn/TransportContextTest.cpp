@@ -81,6 +81,38 @@ TEST(TransportContextTest, DamagedArchivesAreRefused) {
   for (size_t cut = 0; cut < bytes.size(); cut += 3) {
     EXPECT_ANY_THROW(Load(bytes.substr(0, cut))) << "cut at " << cut;
   }
+
+  // A packet count of all ones ends at the end of the file: the list is
+  // filled as packets arrive, never sized from the count up front.
+  const std::string::size_type fields = bytes.find("\x34\x12\x07\xC8\x05\x00\x00\x00");
+  ASSERT_NE(std::string::npos, fields);
+  const std::string::size_type count = bytes.find(std::string("\x03\x00\x00\x00", 4), fields + 8);
+  ASSERT_NE(std::string::npos, count);
+  std::string hostile = bytes;
+  hostile.replace(count, 4, "\xFF\xFF\xFF\xFF");
+  EXPECT_ANY_THROW(Load(hostile));
+
+  // Lengths that the archive would trust before checking anything: the
+  // signature's and the class name's. Both are refused up front.
+  const std::string::size_type name = bytes.find("velarn::TransportLayerContext");
+  ASSERT_NE(std::string::npos, name);
+  for (const std::string::size_type at : {std::string::size_type(4), name - 3}) {
+    std::string huge = bytes;
+    huge[at] = '\x7F';
+    EXPECT_ANY_THROW(Load(huge)) << "length byte at " << at;
+  }
+
+  // A payload that claims a huge block keeps only what it holds.
+  const std::string payload("\xC8\x00\x00\x00\x07\x00\x00\x00\x07\x00\x00\x00\x04\x07", 14);
+  const std::string::size_type first = bytes.find(payload);
+  ASSERT_NE(std::string::npos, first);
+  std::string greedy = bytes;
+  greedy.replace(first + 4, 4, std::string("\x00\x00\x00\x01", 4));  // 16 MiB
+  std::unique_ptr<velarn::ATransportLayerContext> loaded = Load(greedy);
+  auto* concrete = dynamic_cast<velarn::TransportLayerContext*>(loaded.get());
+  ASSERT_NE(nullptr, concrete);
+  ExpectSame(sample, *concrete);
+  EXPECT_EQ(7u, concrete->packets.front().data.GetCapacity());
 }
 
 TEST(TransportContextTest, LayerCopiesTheContextInAndOut) {
