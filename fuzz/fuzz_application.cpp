@@ -216,7 +216,8 @@ void CheckInbox(data::Database& database) {
   for (const auto& entry : database.orders) {
     const data::Order& order = entry.second;
     active += order.IsActive() ? 1 : 0;
-    Check(order.number.size() <= 20 && order.text.size() <= 500 && order.destinationDescription.size() <= 200);
+    Check(order.number.size() <= 20 && order.text.size() <= 500 &&
+          order.destinationDescription.size() <= 200);
     Check((order.allowedActiveStates & 1) != 0 && (order.allowedActiveStates >> 5) == 0);
   }
   Check(active <= 1);

@@ -1,7 +1,7 @@
 #include "velarn/TransportLayerContext.h"
 
-#include <boost/archive/binary_iarchive.hpp>
 #include <boost/archive/basic_archive.hpp>
+#include <boost/archive/binary_iarchive.hpp>
 #include <boost/archive/binary_oarchive.hpp>
 #include <boost/serialization/base_object.hpp>
 #include <boost/serialization/list.hpp>

@@ -90,7 +90,8 @@ void Application::OnStop() {
   database.Save();
 }
 
-void Application::HandleMessage(CVelarnMessage* message, CBrenikCommunicationClient* /*client*/, int* handled) {
+void Application::HandleMessage(CVelarnMessage* message, CBrenikCommunicationClient* /*client*/,
+                                int* handled) {
   *handled = 1;
   try {
     CVelarnMessageRegistry::Dispatch(*message, static_cast<bkcom::IIncomingMessageHandler&>(*this));
@@ -203,7 +204,8 @@ void Application::OnInterrupted(velarn::IVelarnDriver& /*driver*/) {
   SendEvent(state);
 }
 
-void Application::OnReceivedMessage(velarn::IVelarnDriver& /*driver*/, const common::Buffer& message, bool valid) {
+void Application::OnReceivedMessage(velarn::IVelarnDriver& /*driver*/, const common::Buffer& message,
+                                    bool valid) {
   boost::recursive_mutex::scoped_lock lock(mutex);
   if (!valid) {
     return;

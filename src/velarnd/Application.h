@@ -193,7 +193,8 @@ class Application : public bkcom::ABKComEventHandler,
   // and the change to the navigation application. Refuses when the order is
   // missing or step returns false.
   template <class Step>
-  void RunOrderAction(const CAbstractOrderAction& action, unsigned code, const std::string& reason, Step step);
+  void RunOrderAction(const CAbstractOrderAction& action, unsigned code, const std::string& reason,
+                      Step step);
   void EraseOrder(unsigned orderId, bool remote);
   void EvictOldestOrder();
   void EraseTextMessage(unsigned messageId, bool remote);

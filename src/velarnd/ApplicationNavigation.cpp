@@ -35,9 +35,7 @@ constexpr unsigned kRegisteredRoaming = '5';
 
 // The navigation link counts positions in hundred-thousandths of a degree,
 // the database in millionths. Multiplied without overflow for any input.
-int32_t FromNavigation(int32_t value) {
-  return static_cast<int32_t>(static_cast<uint32_t>(value) * 10u);
-}
+int32_t FromNavigation(int32_t value) { return static_cast<int32_t>(static_cast<uint32_t>(value) * 10u); }
 
 }  // namespace
 
@@ -58,8 +56,8 @@ void Application::Handle(const CNavigationStateEvent& message) {
 
   const data::Order* active = database.orders.GetActive();
   const data::Position routeEnd(FromNavigation(message.rDst.lat), FromNavigation(message.rDst.lon));
-  const bool matches =
-      active != nullptr && !active->destination.IsNull() && active->destination.Distance(routeEnd) < kDestinationMatch;
+  const bool matches = active != nullptr && !active->destination.IsNull() &&
+                       active->destination.Distance(routeEnd) < kDestinationMatch;
 
   auto report = [this, &message](unsigned orderId, uint8_t kind) {
     quorlan::ETAReportOutMsg eta;

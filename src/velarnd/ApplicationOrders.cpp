@@ -144,7 +144,8 @@ void Application::Handle(const quorlan::NewOrderInMsg& message) {
   if (message.telephoneNumbers.IsSet()) {
     FillTelephoneBook(order, message.telephoneNumbers.value);
   }
-  order.plannedArrival = message.plannedArrival.IsSet() ? common::FromEpoch2000(message.plannedArrival.value) : 0;
+  order.plannedArrival =
+      message.plannedArrival.IsSet() ? common::FromEpoch2000(message.plannedArrival.value) : 0;
 
   const data::Order& stored = database.orders.emplace(orderId, order).first->second;
   SendOrderWorkflowEvent(stored, kReceived, "", "", kServerMessageFlags);
