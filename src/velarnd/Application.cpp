@@ -17,6 +17,7 @@
 #include "common/Exceptions.h"
 #include "common/Time.h"
 #include "data/Database.h"
+#include "data/DatabaseFile.h"
 #include "nmea/IGPSFeeder.h"
 #include "quorlan/AIncomingMessage.h"
 #include "quorlan/EventOutMessages.h"
@@ -63,6 +64,8 @@ Application::Application(data::Database& database, velarn::IVelarnDriver& driver
     : timerManager(mutex, kTimerTickMs),
       keepAliveTimer(boost::bind(&Application::OnKeepAliveTimer, this, boost::placeholders::_1), timerManager,
                      kInitialKeepAliveMs),
+      checkpointTimer(boost::bind(&Application::OnCheckpointTimer, this, boost::placeholders::_1),
+                      timerManager, kCheckpointMs),
       actionIds(1),
       database(database),
       driver(driver),
@@ -75,19 +78,37 @@ Application::Application(data::Database& database, velarn::IVelarnDriver& driver
 Application::~Application() {
   boost::recursive_mutex::scoped_lock lock(mutex);
   keepAliveTimer.Stop();
+  checkpointTimer.Stop();
 }
 
 // --- Hooks of the navigation event loop ---
 
 CVelarnMessageRegistry* Application::GetMessageFactory() { return &CVelarnMessageRegistry::Instance(); }
 
-void Application::OnStart() { timerManager.Start(); }
+void Application::OnStart() {
+  {
+    boost::recursive_mutex::scoped_lock lock(mutex);
+    lastWritten = data::EncodeDatabase(database);
+    checkpointTimer.Start();
+  }
+  timerManager.Start();
+}
 
 void Application::OnStop() {
   // The timer thread may be waiting for the mutex: stop it before locking.
   timerManager.Stop();
   boost::recursive_mutex::scoped_lock lock(mutex);
+  checkpointTimer.Stop();
   database.Save();
+}
+
+void Application::OnCheckpointTimer(common::Timer& timer) {
+  timer.Start();
+  std::string content = data::EncodeDatabase(database);
+  // A failed write is tried again at the next checkpoint.
+  if (content != lastWritten && database.Save()) {
+    lastWritten.swap(content);
+  }
 }
 
 void Application::HandleMessage(CVelarnMessage* message, CBrenikCommunicationClient* /*client*/,

@@ -76,6 +76,8 @@ class Application : public bkcom::ABKComEventHandler,
   static constexpr unsigned kNavStateUpdateSeconds = 60;
   // The pause of CSuspendAction between closing the unit link and the answer.
   static constexpr unsigned kSuspendPauseMs = 200;
+  // How often the database is written while the service runs, if it changed.
+  static constexpr unsigned kCheckpointMs = 5000;
 
   // Starts nothing; the references must outlive the object.
   Application(data::Database& database, velarn::IVelarnDriver& driver, nmea::IGPSFeeder& gpsFeeder);
@@ -149,6 +151,9 @@ class Application : public bkcom::ABKComEventHandler,
   // Sends CKeepAliveEvent and restarts itself; on the timer thread, with the
   // mutex held by the timer manager.
   virtual void OnKeepAliveTimer(common::Timer& timer);
+  // Writes the database if it changed since it was last written, and
+  // restarts itself; on the timer thread, with the mutex held.
+  void OnCheckpointTimer(common::Timer& timer);
 
   // --- Helpers that every group of handlers uses ---
   // Sends CAcknowledge quoting the action's id: 1 carried out, 2 refused.
@@ -218,6 +223,13 @@ class Application : public bkcom::ABKComEventHandler,
   boost::recursive_mutex mutex;
   common::TimerMgr timerManager;
   common::Timer keepAliveTimer;
+  // The database is written when the service stops. In a vehicle the power
+  // may go without an orderly stop, so between stops the database is also
+  // written every kCheckpointMs when its content changed: a power cut loses
+  // at most the last few seconds. lastWritten is the content as last written
+  // (or as loaded), to tell whether anything changed.
+  common::Timer checkpointTimer;
+  std::string lastWritten;
   common::Generator actionIds;
   data::Database& database;
   velarn::IVelarnDriver& driver;
