@@ -11,12 +11,14 @@
 #include <cstdio>
 #include <memory>
 #include <mutex>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include "common/Buffer.h"
 #include "support/Process.h"
 #include "support/TempDir.h"
+#include "support/Wait.h"
 #include "velarn/IVelarnEventHandler.h"
 #include "velarn/NullFrameLayerFactory.h"
 #include "velarn/Packet.h"
@@ -200,6 +202,15 @@ struct Rig {
     }
     return testing::AssertionFailure() << "not printed: " << text << "\n--- output:\n" << unit->Output();
   }
+  // Whether text was printed at least times times, counting all output.
+  testing::AssertionResult PrintedTimes(const std::string& text, size_t times,
+                                        std::chrono::milliseconds timeout = 10s) {
+    if (testsupport::WaitUntil([&] { return Count(text) >= times; }, timeout)) {
+      return testing::AssertionSuccess();
+    }
+    return testing::AssertionFailure() << "not printed " << times << " times: " << text << "\n--- output:\n"
+                                       << Output();
+  }
   std::string Output() { return unit ? unit->Output() : output; }
   size_t Count(const std::string& text) {
     const std::string all = Output();
@@ -340,27 +351,47 @@ TEST(UnitCommandTest, KeepsItsSessionThroughSilenceRestartsAndItsOwnContextFile)
   Rig rig;
   const std::string context = rig.folder.File("unit.ctx");
   rig.StartUnit({"--context", context});
-  ASSERT_TRUE(rig.events.WaitFor("connected 1"));
+  ASSERT_TRUE(rig.events.WaitFor("connected 1")) << rig.Output();
+  // The daemon's connect response may still be on its way to the unit; were
+  // the link silenced now, the unit would never learn the session, and after
+  // the silence it would rightly ask for a new one.
+  ASSERT_TRUE(rig.PrintedTimes("link connected session=", 1));
 
   rig.Command("link down");
-  ASSERT_TRUE(rig.events.WaitFor("interrupted"));
+  ASSERT_TRUE(rig.events.WaitFor("interrupted")) << rig.Output();
   rig.Command("link up");
-  ASSERT_TRUE(rig.events.WaitFor("connected 0"));
+  ASSERT_TRUE(rig.events.WaitFor("connected 0")) << rig.Output();
 
+  // Each restart follows the daemon's answer at once, while that answer may
+  // not have reached the unit yet: it belongs to the unit's earlier run and
+  // must not count for the next one.
   rig.Command("restart");
-  ASSERT_TRUE(rig.events.WaitFor("connected 0", 2));
+  ASSERT_TRUE(rig.events.WaitFor("connected 0", 2)) << rig.Output();
   rig.Command("restart new");
-  ASSERT_TRUE(rig.events.WaitFor("connected 1", 2));
-  EXPECT_TRUE(rig.Printed("link connected session="));
+  ASSERT_TRUE(rig.events.WaitFor("connected 1", 2)) << rig.Output();
+  // The unit holds the new session too (else its file would keep none), and
+  // it is another one than the first.
+  ASSERT_TRUE(rig.PrintedTimes(" new\n", 2));
+  std::vector<std::string> sessions;
+  std::istringstream lines(rig.Output());
+  for (std::string line; std::getline(lines, line);) {
+    if (line.compare(0, 23, "link connected session=") == 0 && line.size() > 4 &&
+        line.compare(line.size() - 4, 4, " new") == 0) {
+      sessions.push_back(line.substr(23, 6));
+    }
+  }
+  ASSERT_EQ(2u, sessions.size()) << rig.Output();
+  EXPECT_NE(sessions[0], sessions[1]) << rig.Output();
 
   // The unit goes away and keeps the session in its file; a server message
   // that the daemon queues meanwhile reaches the next run of the unit.
   EXPECT_EQ(0, rig.StopUnit());
-  EXPECT_NE(std::string::npos, rig.output.find("context saved to " + context)) << rig.output;
-  ASSERT_TRUE(rig.events.WaitFor("interrupted", 4));
+  EXPECT_NE(std::string::npos, rig.output.find("context saved to " + context + ": session " + sessions[1]))
+      << rig.output;
+  ASSERT_TRUE(rig.events.WaitFor("interrupted", 4)) << rig.Output();
   rig.driver.SendMessage(FromHex(kWorkflowEvent), "", velarn::Packet::kKeepForSession);
   rig.StartUnit({"--context", context});
-  ASSERT_TRUE(rig.events.WaitFor("connected 0", 3));
+  ASSERT_TRUE(rig.events.WaitFor("connected 0", 3)) << rig.Output();
   EXPECT_TRUE(rig.Printed("context loaded from " + context));
   EXPECT_TRUE(rig.Printed("<- msg 0x0508 TextMessageWorkflowEventOutMsg"));
   EXPECT_EQ(2u, rig.events.Starting("connected 1").size());

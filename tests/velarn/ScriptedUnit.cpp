@@ -163,7 +163,12 @@ uint16_t ScriptedUnit::Connect(uint16_t session, Frame* response, std::chrono::m
   while (NowUs() < deadline) {
     SendConnectRequest(session);
     Frame found;
-    if (WaitFor([](const Frame& frame) { return frame.IsType(1); }, found, std::chrono::milliseconds(300))) {
+    const int64_t left = deadline - NowUs();
+    if (!WaitFor([](const Frame& frame) { return frame.IsType(1) || frame.IsType(6); }, found,
+                 std::chrono::milliseconds(left > 0 ? left / 1000 : 0))) {
+      return 0;
+    }
+    if (found.IsType(1)) {
       if (response != nullptr) {
         *response = found;
       }

@@ -78,9 +78,12 @@ class ScriptedUnit {
   // Everything that arrives within the window, with the same options.
   std::vector<Frame> Collect(std::chrono::milliseconds window, const Options& options);
 
-  // Sends connect requests (one every 300 ms) until the connect response
-  // arrives; returns its session number, 0 on time-out. The response itself
-  // goes to *response when given.
+  // Sends a connect request and waits for the connect response; returns its
+  // session number, 0 on time-out. The response itself goes to *response
+  // when given. Only a reset (the request refused) makes it ask again: a
+  // request repeated while the answer to the first may still come would find
+  // the device connected, which resets and listens again, and the unit would
+  // take the late answer for a link that the device no longer holds.
   uint16_t Connect(uint16_t session, Frame* response = nullptr,
                    std::chrono::milliseconds timeout = std::chrono::milliseconds(5000));
 

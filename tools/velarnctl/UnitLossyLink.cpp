@@ -85,6 +85,7 @@ void LossyFrameLayer::SendFrame(const common::Buffer& frame) { Pass(kDown, frame
 void LossyFrameLayer::Reset() {
   std::lock_guard<std::mutex> lock(heldMutex);
   held.clear();
+  ++resets;
 }
 
 void LossyFrameLayer::Pass(Direction direction, const common::Buffer& data) {
@@ -148,12 +149,16 @@ void LossyFrameLayer::DelayLoop() {
     }
     Held entry = std::move(held.front());
     held.pop_front();
+    const unsigned resetsBefore = resets;
     lock.unlock();
     {
       common::Buffer data(static_cast<unsigned>(entry.bytes.size()), 200);
       data.Append(entry.bytes.data(), static_cast<unsigned>(entry.bytes.size()));
       boost::recursive_mutex::scoped_lock stackLock(stackMutex);
-      Deliver(entry.direction, data);
+      // Reset may have run while this thread waited for the mutex.
+      if (resets == resetsBefore) {
+        Deliver(entry.direction, data);
+      }
     }
     lock.lock();
   }

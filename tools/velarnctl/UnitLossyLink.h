@@ -80,6 +80,9 @@ class LossyFrameLayer : public velarn::AFrameLayer {
   std::mutex heldMutex;  // never held while taking the stack's mutex
   std::condition_variable heldChanged;
   std::deque<Held> held;
+  // Counts the calls of Reset, which run under the stack's mutex: a datagram
+  // that the delay thread took before one is dropped with the rest.
+  std::atomic<unsigned> resets{0};
   bool stopping = false;
   std::thread delayThread;
 };

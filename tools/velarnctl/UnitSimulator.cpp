@@ -82,13 +82,13 @@ UnitSimulator::UnitSimulator(const UnitSettings& unitSettings, UnitOutput& out)
     : settings(unitSettings),
       output(out),
       timers(mutex, kTimerTickMs),
-      raw(mutex, settings.local, settings.peer),
+      raw(new velarn::UDPLayer(mutex, settings.local, settings.peer)),
       frameLayer(mutex, out, settings.seed),
       transport(timers, velarn::TransportLayerImpl::Side::Unit),
       gpsTimer(boost::bind(&UnitSimulator::OnGpsTimer, this, boost::placeholders::_1), timers, 1000),
       pdu(2048, 200) {
-  raw.SetRawDataReceiver(&frameLayer);
-  frameLayer.SetRawDataSender(&raw);
+  raw->SetRawDataReceiver(&frameLayer);
+  frameLayer.SetRawDataSender(raw.get());
   frameLayer.SetFrameReceiver(&transport);
   frameLayer.SetLoss(settings.loss);
   frameLayer.SetDelay(settings.delay);
@@ -128,16 +128,9 @@ void UnitSimulator::Start() {
       output.Line("context not loaded (" + std::string(error.what()) + "): a new session begins");
     }
   }
-  frameLayer.Start();
-  try {
-    raw.Start();
-  } catch (...) {
-    frameLayer.Stop();
-    throw;
-  }
-  timers.Start();
+  StartThreads();
   started = true;
-  output.Line("unit " + AddressText(raw.GetBoundAddress()) + " talks to " + AddressText(settings.peer));
+  output.Line("unit " + AddressText(raw->GetBoundAddress()) + " talks to " + AddressText(settings.peer));
   if (settings.connect) {
     Connect();
   }
@@ -148,15 +141,29 @@ void UnitSimulator::Stop() {
     return;
   }
   started = false;
-  // The threads first, without the mutex: each may be waiting for it.
-  timers.Stop();
-  frameLayer.Stop();
-  raw.Stop();
+  StopThreads();
   boost::recursive_mutex::scoped_lock lock(mutex);
   gpsTimer.Stop();
   transport.Stop();
   SaveContext();
   output.Line("unit stopped");
+}
+
+void UnitSimulator::StartThreads() {
+  frameLayer.Start();
+  try {
+    raw->Start();
+  } catch (...) {
+    frameLayer.Stop();
+    throw;
+  }
+  timers.Start();
+}
+
+void UnitSimulator::StopThreads() {
+  timers.Stop();
+  frameLayer.Stop();
+  raw->Stop();
 }
 
 void UnitSimulator::SaveContext() {
@@ -339,16 +346,38 @@ void UnitSimulator::Disconnect() {
 }
 
 void UnitSimulator::Restart(bool keepSession) {
-  boost::recursive_mutex::scoped_lock lock(mutex);
-  transport.Stop();
-  frameLayer.Reset();
-  if (!keepSession) {
-    velarn::TransportLayerContext fresh;
-    transport.SetContext(&fresh);
+  // A unit that restarts loses whatever was on its way to it. Here that must
+  // be made so: the daemon's answer to a connect request of the old run may
+  // wait in the socket, or in the receive thread for the mutex, and the new
+  // run would take it for the answer to its own request. After "restart new"
+  // that is fatal to the new session: the unit takes the old session for a
+  // new one, while the daemon, which saw the request for a new session on a
+  // link it thought up, resets and listens, and resumes the old session when
+  // the unit's link times out. So, as for a unit switched off and on, the
+  // threads end (what one of them holds still goes to the old run) and the
+  // socket is closed with what waits in it, then all start again.
+  const sockaddr_in address = raw->GetBoundAddress();
+  if (started) {
+    started = false;
+    StopThreads();
   }
-  output.Line(keepSession ? "unit restarted, keeping session " + SessionText(Session())
-                          : std::string("unit restarted without its session"));
-  SaveContext();
+  {
+    boost::recursive_mutex::scoped_lock lock(mutex);
+    transport.Stop();
+    if (!keepSession) {
+      velarn::TransportLayerContext fresh;
+      transport.SetContext(&fresh);
+    }
+    output.Line(keepSession ? "unit restarted, keeping session " + SessionText(Session())
+                            : std::string("unit restarted without its session"));
+    SaveContext();
+    // The same address, also when port 0 chose it: the daemon answers there.
+    raw.reset(new velarn::UDPLayer(mutex, address, settings.peer));
+    raw->SetRawDataReceiver(&frameLayer);
+    frameLayer.SetRawDataSender(raw.get());
+  }
+  StartThreads();
+  started = true;
   Connect();
 }
 

@@ -5,6 +5,7 @@
 #include <boost/thread/recursive_mutex.hpp>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -65,7 +66,7 @@ class UnitSimulator : private velarn::ITransportLayerEventHandler {
   // Ends the threads, closes the link without a word, as a unit that is
   // switched off, and writes the context file.
   void Stop();
-  sockaddr_in GetAddress() const { return raw.GetBoundAddress(); }
+  sockaddr_in GetAddress() const { return raw->GetBoundAddress(); }
 
   // The server: a message to the daemon in PDU 4:8.
   void SendServerMessage(const common::Buffer& message, bool valid);
@@ -100,7 +101,11 @@ class UnitSimulator : private velarn::ITransportLayerEventHandler {
   void Disconnect();
   // The unit restarts: its link ends without a word; with keepSession its
   // transport state comes back as from its context file, otherwise it begins
-  // with no session. Then it opens the link again.
+  // with no session. Then it opens the link again. Its threads and socket
+  // restart too, so that nothing on its way to the unit before the restart
+  // reaches it after. Throws the socket's IOException if the unit's address
+  // can't be bound again (the unit then stays down; a later Restart tries
+  // again).
   void Restart(bool keepSession);
   // One "state ..." line.
   void PrintState();
@@ -122,12 +127,16 @@ class UnitSimulator : private velarn::ITransportLayerEventHandler {
   uint16_t Session();
   void SaveContext();
   bool IsConnected() const;
+  // The timer, delay and receive threads and the socket. Stop them without
+  // the mutex: each thread may be waiting for it.
+  void StartThreads();
+  void StopThreads();
 
   UnitSettings settings;
   UnitOutput& output;
   boost::recursive_mutex mutex;  // the stack's; guards everything below
   common::TimerMgr timers;
-  velarn::UDPLayer raw;
+  std::unique_ptr<velarn::UDPLayer> raw;  // a new one at every restart
   LossyFrameLayer frameLayer;
   velarn::TransportLayerImpl transport;
   common::Timer gpsTimer;
@@ -140,7 +149,7 @@ class UnitSimulator : private velarn::ITransportLayerEventHandler {
   bool networkKnown = false;
   uint8_t networkStatus = '0';
   uint8_t networkExtra = '0';
-  bool started = false;
+  bool started = false;  // the threads run
   common::Buffer pdu;
 };
 
