@@ -1,0 +1,356 @@
+#include "velarnd/EndToEndRig.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+#include <stdexcept>
+#include <thread>
+
+namespace e2e {
+
+using namespace std::chrono_literals;
+
+namespace {
+
+// SIGTERM to exit: the event loop notices the stop within its 1 s receive
+// time-out and the driver joins its threads. Loaded machines and sanitizer
+// builds take longer than a device would; this is a bound, not a goal.
+constexpr std::chrono::milliseconds kStopBound = 5s;
+
+std::string Joined(const std::vector<std::string>& lines) {
+  std::string text;
+  for (const std::string& line : lines) {
+    text += "  " + line + "\n";
+  }
+  return text;
+}
+
+}  // namespace
+
+uint16_t FreeUdpPort() {
+  const int fd = ::socket(AF_INET, SOCK_DGRAM, 0);
+  if (fd < 0) {
+    throw std::runtime_error("socket failed");
+  }
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  address.sin_port = 0;
+  socklen_t length = sizeof(address);
+  if (::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0 ||
+      ::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
+    ::close(fd);
+    throw std::runtime_error("no free loopback port");
+  }
+  ::close(fd);
+  return ntohs(address.sin_port);
+}
+
+// --- Party ---
+
+namespace {
+
+testsupport::ChildProcess::Options InputOptions(bool withInput) {
+  testsupport::ChildProcess::Options options;
+  options.captureInput = withInput;
+  return options;
+}
+
+}  // namespace
+
+Party::Party(const std::string& name, const std::vector<std::string>& argv, bool withInput,
+             std::function<void()> pump)
+    : name(name), child(argv, InputOptions(withInput)), pump(std::move(pump)) {}
+
+Party::~Party() = default;
+
+std::vector<std::string> Party::Lines() {
+  std::vector<std::string> lines;
+  std::istringstream in(child.Output());
+  std::string line;
+  while (std::getline(in, line)) {
+    if (in.eof()) {
+      break;  // a line still being written
+    }
+    lines.push_back(line);
+  }
+  return lines;
+}
+
+bool Party::Ended() {
+  if (!ended && child.Wait(0ms, status)) {
+    ended = true;
+  }
+  return ended;
+}
+
+void Party::Pump() {
+  if (pump) {
+    pump();
+  }
+}
+
+bool Party::Finish(std::chrono::milliseconds timeout, int& exitStatus) {
+  const auto deadline = std::chrono::steady_clock::now() + timeout;
+  while (!ended) {
+    if (child.Wait(10ms, status)) {
+      ended = true;
+    } else if (std::chrono::steady_clock::now() >= deadline) {
+      break;
+    }
+    Pump();
+  }
+  exitStatus = status;
+  return ended;
+}
+
+testing::AssertionResult Party::Expect(const std::string& pattern, std::chrono::milliseconds timeout,
+                                       std::string* matched) {
+  const std::regex regex(pattern);
+  const auto deadline = std::chrono::steady_clock::now() + timeout;
+  for (;;) {
+    // Whether the process had ended before the lines were read: then no
+    // further line can come.
+    const bool over = Ended();
+    const std::vector<std::string> lines = Lines();
+    for (; cursor < lines.size(); ++cursor) {
+      if (std::regex_search(lines[cursor], regex)) {
+        if (matched != nullptr) {
+          *matched = lines[cursor];
+        }
+        ++cursor;
+        return testing::AssertionSuccess();
+      }
+    }
+    if (over) {
+      return testing::AssertionFailure() << name << " ended (status " << status << ") without a line matching \""
+                                         << pattern << "\"; it printed:\n"
+                                         << child.Output();
+    }
+    if (std::chrono::steady_clock::now() >= deadline) {
+      return testing::AssertionFailure() << name << " printed no line matching \"" << pattern << "\" within "
+                                         << timeout.count() << " ms; it printed:\n"
+                                         << child.Output();
+    }
+    Pump();
+    std::this_thread::sleep_for(5ms);
+  }
+}
+
+std::string Party::Find(const std::string& pattern) {
+  const std::regex regex(pattern);
+  for (const std::string& line : Lines()) {
+    if (std::regex_search(line, regex)) {
+      return line;
+    }
+  }
+  return "";
+}
+
+testing::AssertionResult Party::WaitFor(const std::string& pattern, std::chrono::milliseconds timeout) {
+  const auto deadline = std::chrono::steady_clock::now() + timeout;
+  for (;;) {
+    const bool over = Ended();
+    if (!Find(pattern).empty()) {
+      return testing::AssertionSuccess();
+    }
+    if (over || std::chrono::steady_clock::now() >= deadline) {
+      return testing::AssertionFailure() << name << (over ? " ended" : " went on") << " without a line matching \""
+                                         << pattern << "\"; it printed:\n"
+                                         << child.Output();
+    }
+    Pump();
+    std::this_thread::sleep_for(5ms);
+  }
+}
+
+int ExitCode(int status) { return WIFEXITED(status) ? WEXITSTATUS(status) : -1; }
+
+// --- Service ---
+
+Service::Service() : daemonPort(FreeUdpPort()), unitPort(FreeUdpPort()) {
+  while (unitPort == daemonPort) {
+    unitPort = FreeUdpPort();
+  }
+}
+
+Party& Service::StartDaemon(bool withGpsPipe) {
+  if (daemon) {
+    past.push_back(std::move(daemon));
+  }
+  std::vector<std::string> argv = {VELARND_BINARY,
+                                   "-console",
+                                   "-lockfile",
+                                   dir.File("velarnd.pid"),
+                                   "-svraddr",
+                                   Socket(),
+                                   "-dbfile",
+                                   DatabaseFile(),
+                                   "-zuaddr",
+                                   "127.0.0.1:" + std::to_string(daemonPort),
+                                   "-velarnaddr",
+                                   "127.0.0.1:" + std::to_string(unitPort),
+                                   "-ctxfile",
+                                   ContextFile()};
+  if (withGpsPipe) {
+    argv.insert(argv.end(), {"-gpspipe", GpsPipe()});
+  }
+  daemon.reset(new Party("velarnd #" + std::to_string(++daemonStarts), argv, false, [this] { DrainAll(); }));
+  return *daemon;
+}
+
+testing::AssertionResult Service::StopDaemon() {
+  if (!daemon) {
+    return testing::AssertionFailure() << "no daemon was started";
+  }
+  daemon->Signal(SIGTERM);
+  int status = 0;
+  if (!daemon->Finish(kStopBound, status)) {
+    return testing::AssertionFailure() << daemon->Name() << " still ran " << kStopBound.count()
+                                       << " ms after SIGTERM; it printed:\n"
+                                       << daemon->Output();
+  }
+  if (ExitCode(status) != 0) {
+    return testing::AssertionFailure() << daemon->Name() << " ended with waitpid status " << status
+                                       << " after SIGTERM; it printed:\n"
+                                       << daemon->Output();
+  }
+  return testing::AssertionSuccess();
+}
+
+Party& Service::StartUnit(const std::vector<std::string>& options) {
+  std::vector<std::string> argv = {VELARNCTL_BINARY,
+                                   "unit",
+                                   "--local",
+                                   "127.0.0.1:" + std::to_string(unitPort),
+                                   "--peer",
+                                   "127.0.0.1:" + std::to_string(daemonPort),
+                                   "--brief"};
+  argv.insert(argv.end(), options.begin(), options.end());
+  unit.reset(new Party("velarnctl unit", argv, true, [this] { DrainAll(); }));
+  return *unit;
+}
+
+testing::AssertionResult Service::StopUnit() {
+  unit->CloseInput();
+  int status = 0;
+  if (!unit->Finish(10s, status)) {
+    return testing::AssertionFailure() << "the unit didn't end at the end of its input";
+  }
+  if (ExitCode(status) != 0) {
+    return testing::AssertionFailure() << "the unit ended with waitpid status " << status;
+  }
+  return testing::AssertionSuccess();
+}
+
+Party& Service::StartNav(const std::vector<std::string>& options) {
+  if (nav) {
+    past.push_back(std::move(nav));
+  }
+  // -w: a daemon that never listens ends the run instead of keeping it waiting.
+  std::vector<std::string> argv = {VELARNCTL_BINARY, "nav", Socket(), "-w", "15"};
+  argv.insert(argv.end(), options.begin(), options.end());
+  nav.reset(new Party("velarnctl nav #" + std::to_string(++navStarts), argv, true, [this] { DrainAll(); }));
+  return *nav;
+}
+
+void Service::DrainAll() {
+  for (Party* party : {daemon.get(), unit.get(), nav.get()}) {
+    if (party != nullptr) {
+      party->Output();
+    }
+  }
+}
+
+std::string Service::Outputs() {
+  std::string text;
+  const auto add = [&text](Party* party) {
+    if (party != nullptr) {
+      text += "=== " + party->Name() + " ===\n" + party->Output() + "\n";
+    }
+  };
+  for (const std::unique_ptr<Party>& party : past) {
+    add(party.get());
+  }
+  add(daemon.get());
+  add(unit.get());
+  add(nav.get());
+  return text;
+}
+
+// --- Transcripts ---
+
+std::vector<std::string> Transcript(const std::vector<std::string>& lines, const std::regex& keep,
+                                    const std::vector<Mask>& masks) {
+  std::vector<std::string> kept;
+  for (const std::string& line : lines) {
+    if (!std::regex_search(line, keep)) {
+      continue;
+    }
+    std::string masked = line;
+    for (const Mask& mask : masks) {
+      masked = std::regex_replace(masked, mask.pattern, mask.replacement);
+    }
+    kept.push_back(masked);
+  }
+  return kept;
+}
+
+std::vector<std::string> ReadScenarioFile(const std::string& name) {
+  const std::string path = std::string(VELARND_SCENARIOS) + "/" + name;
+  std::ifstream in(path);
+  if (!in) {
+    throw std::runtime_error("can't read " + path);
+  }
+  std::vector<std::string> lines;
+  std::string line;
+  while (std::getline(in, line)) {
+    lines.push_back(line);
+  }
+  return lines;
+}
+
+testing::AssertionResult MatchesScenarioFile(const std::string& name, const std::vector<std::string>& actual) {
+  const std::vector<std::string> expected = ReadScenarioFile(name);
+  if (expected == actual) {
+    return testing::AssertionSuccess();
+  }
+  size_t first = 0;
+  while (first < expected.size() && first < actual.size() && expected[first] == actual[first]) {
+    ++first;
+  }
+  return testing::AssertionFailure() << "the transcript differs from scenarios/" << name << " at line "
+                                     << first + 1 << "\n  expected: "
+                                     << (first < expected.size() ? expected[first] : "(end)")
+                                     << "\n  actual:   " << (first < actual.size() ? actual[first] : "(end)")
+                                     << "\nwhole transcript:\n"
+                                     << Joined(actual);
+}
+
+std::string SessionText(uint16_t session) {
+  char text[8];
+  std::snprintf(text, sizeof(text), "0x%04x", session);
+  return text;
+}
+
+std::vector<Mask> UnitMasks() {
+  return {{std::regex("\\btime=[0-9]+"), "time=T"}, {std::regex("session=0x[0-9a-f]+"), "session=S"}};
+}
+
+std::vector<Mask> NavMasks() { return {{std::regex("\\.(RecvAt|LMT)=[0-9]+"), ".$1=T"}}; }
+
+void ScenarioTest::TearDown() {
+  if (HasFailure()) {
+    std::cout << "What each party printed:\n" << service.Outputs() << std::flush;
+  }
+}
+
+}  // namespace e2e
