@@ -145,7 +145,10 @@ void Application::Handle(const CAcknowledge& /*message*/) {
 void Application::Handle(const CBrenikInitVelarnAction& message) {
   boost::recursive_mutex::scoped_lock lock(mutex);
   if (std::strncmp(message.version, MESSAGE_SET_VERSION, kVersionLength) != 0) {
-    // The navigation link stays; only the unit link stays closed.
+    // The navigation link stays; only the unit link stays closed. An
+    // application that now speaks another version gets no keep-alive either,
+    // also if an earlier handshake on this link had started it.
+    keepAliveTimer.Stop();
     Acknowledge(2, message);
     driver.Disconnect();
     return;

@@ -62,11 +62,11 @@ std::string Bytes(const common::Buffer& buffer) {
   return std::string(reinterpret_cast<const char*>(buffer.GetData()), buffer.GetSize());
 }
 
-void Handshake(ApplicationRig& rig, unsigned keepAliveSeconds) {
+void Handshake(ApplicationRig& rig, unsigned keepAliveSeconds, const char* version = "1.0.5") {
   CBrenikInitVelarnAction init;
   init.actionId = 1;
   init.kaInterval = keepAliveSeconds;
-  bkcom::CopyText(init.version, "1.0.5");
+  bkcom::CopyText(init.version, version);
   Deliver(rig.application, init);
 }
 
@@ -269,6 +269,13 @@ TEST(ApplicationCoreTest, TheKeepAliveRunsAtTheNamedIntervalUntilZeroOrTheApplic
     EXPECT_EQ("driver Disconnect", rig.log.lines.back());
     rig.log.Take();
   }
+  EXPECT_FALSE(testsupport::WaitUntil([&] { return keepAlives() > 0; }, 1600ms));
+
+  // A later handshake in another version stops a running keep-alive too.
+  Handshake(rig, 1);
+  EXPECT_TRUE(testsupport::WaitUntil([&] { return keepAlives() >= 1; }, 10s));
+  Handshake(rig, 1, "1.0.6");
+  clear();
   EXPECT_FALSE(testsupport::WaitUntil([&] { return keepAlives() > 0; }, 1600ms));
 
   // Stopping writes the database.
