@@ -1,8 +1,7 @@
 #include "common/TimerMgr.h"
 
-#include <unistd.h>
-
 #include <algorithm>
+#include <chrono>
 #include <boost/bind/bind.hpp>
 
 #include "common/Exceptions.h"
@@ -33,7 +32,13 @@ void TimerMgr::Stop() {
   if (!started) {
     throw InvalidOperationException("timer manager was stopped");
   }
-  stopRequested = true;
+  {
+    // Under the wake mutex, so that the poll can't miss the notification
+    // between its test of the flag and its wait.
+    std::lock_guard<std::mutex> lock(wakeMutex);
+    stopRequested = true;
+  }
+  wake.notify_all();
   thread->join();
   thread.reset();
   started = false;
@@ -60,7 +65,10 @@ void TimerMgr::Poll() {
         timers[i]->FireIfDue(GetTimeMs());
       }
     }
-    usleep(tickMicroseconds);
+    // The tick's pause, cut short by Stop: a stopping service doesn't wait
+    // out the tick.
+    std::unique_lock<std::mutex> lock(wakeMutex);
+    wake.wait_for(lock, std::chrono::microseconds(tickMicroseconds), [this] { return stopRequested.load(); });
   }
 }
 

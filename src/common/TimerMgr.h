@@ -6,6 +6,8 @@
 #include <boost/thread/thread.hpp>
 
 #include <atomic>
+#include <condition_variable>
+#include <mutex>
 #include <vector>
 
 namespace common {
@@ -18,7 +20,9 @@ class Timer;
 // section and needs no further locking against the owner's other entry points.
 //
 // A timer fires between 0 and one tick (plus the other callbacks of that poll)
-// after its deadline, never early. The system clock is the time source.
+// after its deadline, never early. The system clock is the time source. Stop
+// wakes the thread from its pause, so it returns as soon as a running poll
+// has ended.
 class TimerMgr : private boost::noncopyable {
  public:
   TimerMgr(boost::recursive_mutex& mutex, unsigned tickMilliseconds);
@@ -44,6 +48,9 @@ class TimerMgr : private boost::noncopyable {
   boost::recursive_mutex& mutex;
   bool started;
   std::atomic<bool> stopRequested;
+  // Wakes the poll from its pause when Stop is called.
+  std::mutex wakeMutex;
+  std::condition_variable wake;
   unsigned tickMicroseconds;
   boost::shared_ptr<boost::thread> thread;
   std::vector<Timer*> timers;  // in order of registration; not owned
