@@ -1,6 +1,7 @@
 #include "common/ADaemon.h"
 
 #include <fcntl.h>
+#include <pthread.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -13,6 +14,15 @@
 #include "common/Exceptions.h"
 
 namespace common {
+
+namespace {
+
+// Wakes the signal thread when the daemon stops. All signals are blocked in
+// every thread, so one sent to the signal thread alone waits for its
+// sigtimedwait and reaches nobody else.
+constexpr int kWakeSignal = SIGUSR2;
+
+}  // namespace
 
 ADaemon::ADaemon(int argc, char** argv) { Parameters::Parse(argc, argv, parameters); }
 
@@ -97,6 +107,13 @@ ADaemon::SignalThread::SignalThread(ADaemon& owner)
 ADaemon::SignalThread::~SignalThread() {
   Stop();
   Join();
+}
+
+void ADaemon::SignalThread::Stop() {
+  stop = true;
+  if (thread.joinable()) {
+    pthread_kill(thread.native_handle(), kWakeSignal);
+  }
 }
 
 void ADaemon::SignalThread::Join() {

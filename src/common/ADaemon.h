@@ -50,7 +50,10 @@ class ADaemon : private boost::noncopyable {
    public:
     explicit SignalThread(ADaemon& daemon);
     ~SignalThread();
-    void Stop() { stop = true; }
+    // Sets the flag and wakes the thread from its wait with a signal meant
+    // for it alone, which it fetches but doesn't pass on: a stopping service
+    // doesn't wait out the 250 ms.
+    void Stop();
     void Join();
 
    private:
