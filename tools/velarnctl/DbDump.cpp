@@ -7,6 +7,7 @@
 #include <ostream>
 #include <string>
 
+#include "common/Time.h"
 #include "data/Database.h"
 
 namespace velarnctl {
@@ -93,6 +94,16 @@ std::string Time(unsigned seconds) {
     return "none";
   }
   return FormatSeconds(seconds, 0, false) + " (" + std::to_string(seconds) + ")";
+}
+
+// A time of the unit's clock (seconds since 2000-01-01), shown as a date with
+// the stored number.
+std::string UnitTime(unsigned seconds) {
+  if (seconds == 0 || seconds == 0xFFFFFFFFu) {
+    return "none";
+  }
+  return FormatSeconds(common::FromEpoch2000(seconds), 0, false) + " (" + std::to_string(seconds) +
+         " since 2000)";
 }
 
 std::string TimeMs(uint64_t milliseconds) {
@@ -259,7 +270,8 @@ void PrintDatabase(std::ostream& out, const data::Database& database) {
   Line(out, 4, "mode", std::to_string(logbook.mode) + " (" + LogbookModeName(logbook.mode) + ")");
   Line(out, 4, "trip valid", YesNo(logbook.tripValid));
   Line(out, 4, "trip odometer", std::to_string(logbook.tripOdometer));
-  Line(out, 4, "trip started", Time(logbook.tripStarted));
+  // Kept as the unit reported it, on the unit's clock, which counts from 2000.
+  Line(out, 4, "trip started", UnitTime(logbook.tripStarted));
   Line(out, 4, "trip duration", std::to_string(logbook.tripDuration));
   Line(out, 4, "trip distance", std::to_string(logbook.tripDistance));
 
