@@ -10,6 +10,7 @@
 #include "quorlan/IncomingMessages.h"
 #include "quorlan/ServerValues.h"
 #include "velarnd/Application.h"
+#include "velarnd/InboxLists.h"
 #include "velarnd/NavigationRecords.h"
 
 namespace velarnd {
@@ -107,12 +108,7 @@ void Application::EraseOrder(unsigned orderId, bool remote) {
 }
 
 void Application::EvictOldestOrder() {
-  auto oldest = database.orders.begin();
-  for (auto it = database.orders.begin(); it != database.orders.end(); ++it) {
-    if (it->second.sortKey < oldest->second.sortKey) {
-      oldest = it;
-    }
-  }
+  auto oldest = OldestEntry(database.orders);
   SendOrderWorkflowEvent(oldest->second, kRemovedForRoom, "", "", kServerMessageFlags);
   EraseOrder(oldest->first, true);
 }

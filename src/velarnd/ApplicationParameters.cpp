@@ -14,6 +14,7 @@
 #include "quorlan/OutgoingMessages.h"
 #include "velarn/IVelarnDriver.h"
 #include "velarnd/Application.h"
+#include "velarnd/InboxLists.h"
 #include "velarnd/Version.h"
 
 namespace velarnd {
@@ -157,18 +158,9 @@ void Application::ApplyFirstConfiguration() {
   config.configured = true;
   const unsigned boundary = config.newSessionBoundary;
 
-  std::vector<uint32_t> olderOrders;
-  for (const auto& entry : database.orders) {
-    if (entry.second.sortKey <= boundary) {
-      olderOrders.push_back(entry.first);
-    }
-  }
-  std::vector<uint32_t> olderTextMessages;
-  for (const auto& entry : database.textMessages) {
-    if (entry.second.sortKey <= boundary) {
-      olderTextMessages.push_back(entry.first);
-    }
-  }
+  auto older = [boundary](const data::InboxEntry& entry) { return entry.sortKey <= boundary; };
+  const std::vector<uint32_t> olderOrders = IdsOf(database.orders, older);
+  const std::vector<uint32_t> olderTextMessages = IdsOf(database.textMessages, older);
 
   if (config.resetMode == 1 || config.resetMode == 2) {
     quorlan::NewVelarnConnectedOutMsg connected;
@@ -181,18 +173,10 @@ void Application::ApplyFirstConfiguration() {
   }
   if (config.resetMode == 2) {
     for (uint32_t id : olderOrders) {
-      COrderDeletedEvent deleted;
-      deleted.orderId = id;
-      deleted.remote = true;
-      SendEvent(deleted);
-      database.orders.erase(id);
+      EraseOrder(id, true);
     }
     for (uint32_t id : olderTextMessages) {
-      CTextMessageDeletedEvent deleted;
-      deleted.msgId = id;
-      deleted.remote = true;
-      SendEvent(deleted);
-      database.textMessages.erase(id);
+      EraseTextMessage(id, true);
     }
   }
 
@@ -206,23 +190,17 @@ void Application::ApplyFirstConfiguration() {
 // --- The reset ---
 
 void Application::DeleteAllOrders() {
-  for (const auto& entry : database.orders) {
-    COrderDeletedEvent deleted;
-    deleted.orderId = entry.first;
-    deleted.remote = true;
-    SendEvent(deleted);
+  auto all = [](const data::InboxEntry&) { return true; };
+  for (uint32_t id : IdsOf(database.orders, all)) {
+    EraseOrder(id, true);
   }
-  database.orders.clear();
 }
 
 void Application::DeleteAllTextMessages() {
-  for (const auto& entry : database.textMessages) {
-    CTextMessageDeletedEvent deleted;
-    deleted.msgId = entry.first;
-    deleted.remote = true;
-    SendEvent(deleted);
+  auto all = [](const data::InboxEntry&) { return true; };
+  for (uint32_t id : IdsOf(database.textMessages, all)) {
+    EraseTextMessage(id, true);
   }
-  database.textMessages.clear();
 }
 
 void Application::Handle(const quorlan::ResetInMsg& message) {

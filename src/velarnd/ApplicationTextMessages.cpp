@@ -8,6 +8,7 @@
 #include "quorlan/EventOutMessages.h"
 #include "quorlan/IncomingMessages.h"
 #include "velarnd/Application.h"
+#include "velarnd/InboxLists.h"
 #include "velarnd/NavigationRecords.h"
 
 namespace velarnd {
@@ -34,13 +35,7 @@ void Application::EraseTextMessage(unsigned messageId, bool remote) {
 }
 
 void Application::EvictOldestTextMessage() {
-  auto oldest = database.textMessages.begin();
-  for (auto it = database.textMessages.begin(); it != database.textMessages.end(); ++it) {
-    if (it->second.sortKey < oldest->second.sortKey) {
-      oldest = it;
-    }
-  }
-  EraseTextMessage(oldest->first, true);
+  EraseTextMessage(OldestEntry(database.textMessages)->first, true);
 }
 
 void Application::Handle(const quorlan::NewTextMessageInMsg& message) {

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "common/Buffer.h"
+#include "support/Ports.h"
 #include "support/Process.h"
 #include "support/TempDir.h"
 #include "support/Wait.h"
@@ -36,18 +37,6 @@ sockaddr_in Loopback(uint16_t port) {
   address.sin_addr.s_addr = inet_addr("127.0.0.1");
   address.sin_port = htons(port);
   return address;
-}
-
-// A loopback port that was free a moment ago, for the simulated unit: the
-// driver must know the unit's address before either starts.
-uint16_t FreePort() {
-  const int fd = ::socket(AF_INET, SOCK_DGRAM, 0);
-  sockaddr_in address = Loopback(0);
-  ::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address));
-  socklen_t length = sizeof(address);
-  ::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length);
-  ::close(fd);
-  return ntohs(address.sin_port);
 }
 
 std::string Hex(const common::Buffer& buffer) {
@@ -154,7 +143,7 @@ class PortReportingFactory : public velarn::UDPLayerFactory {
 // through its standard input.
 struct Rig {
   testsupport::TempDir folder;
-  uint16_t unitPort = FreePort();
+  uint16_t unitPort = testsupport::FreeUdpPort();
   EventLines events;
   PortReportingFactory rawFactory{Loopback(0), Loopback(unitPort)};
   velarn::NullFrameLayerFactory frameFactory;
@@ -401,9 +390,9 @@ TEST(UnitCommandTest, KeepsItsSessionThroughSilenceRestartsAndItsOwnContextFile)
 
 TEST(UnitCommandTest, ScriptsFailLoudly) {
   testsupport::TempDir folder;
-  const std::vector<std::string> base = {VELARNCTL_BINARY, "unit",
-                                         "--local",        "127.0.0.1:0",
-                                         "--peer",         "127.0.0.1:" + std::to_string(FreePort())};
+  const std::vector<std::string> base = {
+      VELARNCTL_BINARY, "unit",   "--local",
+      "127.0.0.1:0",    "--peer", "127.0.0.1:" + std::to_string(testsupport::FreeUdpPort())};
   auto run = [&base](const std::vector<std::string>& extra) {
     std::vector<std::string> argv = base;
     argv.insert(argv.end(), extra.begin(), extra.end());

@@ -17,23 +17,13 @@
 #include "velarnd/ApplicationHarness.h"
 
 using velarndtest::ApplicationRig;
+using velarndtest::ChangeWorkingTime;
+using velarndtest::Configure;
 using velarndtest::Deliver;
 using velarndtest::ServerMessage;
 using Lines = std::vector<std::string>;
 
 namespace {
-
-void Configure(ApplicationRig& rig, const std::string& nodes) {
-  rig.application.OnReceivedMessage(
-      rig.driver, ServerMessage(R"({"id": "ConfigurationInMsg", "nodes": )" + nodes + "}"), true);
-}
-
-void ChangeWorkingTime(ApplicationRig& rig, unsigned actionId, unsigned what) {
-  CChangeWorkingTimeStateAction action;
-  action.actionId = actionId;
-  action.action = what;
-  Deliver(rig.application, action);
-}
 
 void SetDriver(ApplicationRig& rig, unsigned actionId, unsigned driverId) {
   CSetDriverIdAction action;

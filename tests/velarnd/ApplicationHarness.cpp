@@ -2,6 +2,7 @@
 
 #include <regex>
 
+#include "bkcom/Actions.h"
 #include "bkcom/VelarnMessage.h"
 #include "common/Exceptions.h"
 #include "nmea/ANMEASentence.h"
@@ -74,7 +75,10 @@ void RecordingSender::Send(CVelarnMessage& message) {
 }
 
 ApplicationRig::ApplicationRig()
-    : database("/nonexistent/velarnd-test.db"), driver(log), feeder(log), sender(log),
+    : database("/nonexistent/velarnd-test.db"),
+      driver(log),
+      feeder(log),
+      sender(log),
       application(database, driver, feeder) {
   application.SetSender(&sender);
 }
@@ -110,6 +114,17 @@ std::vector<std::string> Untimed(std::vector<std::string> lines) {
     line = std::regex_replace(line, clock, "$1=T");
   }
   return lines;
+}
+
+void Configure(ApplicationRig& rig, const std::string& nodes) {
+  FromServer(rig, R"({"id": "ConfigurationInMsg", "nodes": )" + nodes + "}");
+}
+
+void ChangeWorkingTime(ApplicationRig& rig, unsigned actionId, unsigned what) {
+  CChangeWorkingTimeStateAction action;
+  action.actionId = actionId;
+  action.action = what;
+  Deliver(rig.application, action);
 }
 
 }  // namespace velarndtest

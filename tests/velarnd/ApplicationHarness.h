@@ -53,7 +53,9 @@ class FakeDriver : public velarn::IVelarnDriver {
   void RequestParam(const std::string& name) override { log.Add("driver", "RequestParam " + name); }
   void SendParamResponse(const std::string& name, const common::Buffer& value) override;
   void SendParamNotFound(const std::string& name) override { log.Add("driver", "SendParamNotFound " + name); }
-  void NotifyParamChanged(const std::string& name) override { log.Add("driver", "NotifyParamChanged " + name); }
+  void NotifyParamChanged(const std::string& name) override {
+    log.Add("driver", "NotifyParamChanged " + name);
+  }
 
   bool connected = false;
   std::vector<common::Buffer> messages;  // every SendMessage payload, as given
@@ -122,5 +124,26 @@ void FromServer(ApplicationRig& rig, const std::string& json);
 // The lines with the clock's readings in order records (RecvAt, LMT) shown
 // as T, so that transcripts with orders can be compared whole.
 std::vector<std::string> Untimed(std::vector<std::string> lines);
+
+// A ConfigurationInMsg from the unit with the given nodes, e.g. {"4": true}.
+void Configure(ApplicationRig& rig, const std::string& nodes);
+
+// The driver's action on an order; setup fills the action's own fields.
+template <class Action, class Setup>
+void OrderAction(ApplicationRig& rig, unsigned actionId, unsigned orderId, Setup setup) {
+  Action action;
+  action.actionId = actionId;
+  action.orderId = orderId;
+  setup(action);
+  Deliver(rig.application, action);
+}
+
+template <class Action>
+void OrderAction(ApplicationRig& rig, unsigned actionId, unsigned orderId) {
+  OrderAction<Action>(rig, actionId, orderId, [](Action&) {});
+}
+
+// CChangeWorkingTimeStateAction with the clock action what.
+void ChangeWorkingTime(ApplicationRig& rig, unsigned actionId, unsigned what);
 
 }  // namespace velarndtest

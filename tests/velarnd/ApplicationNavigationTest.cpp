@@ -23,6 +23,7 @@
 #include "velarnd/ApplicationHarness.h"
 
 using velarndtest::ApplicationRig;
+using velarndtest::Configure;
 using velarndtest::Deliver;
 using velarndtest::ServerMessage;
 using Lines = std::vector<std::string>;
@@ -38,11 +39,6 @@ constexpr int32_t kNavLongitude = kLongitude / 10;
 // 2023-11-14 22:13:20 UTC, and the same in the server's count from 2000.
 constexpr uint32_t kEta = 1700000000;
 constexpr uint32_t kEta2000 = kEta - 946684800;
-
-void Configure(ApplicationRig& rig, const std::string& nodes) {
-  rig.application.OnReceivedMessage(
-      rig.driver, ServerMessage(R"({"id": "ConfigurationInMsg", "nodes": )" + nodes + "}"), true);
-}
 
 // A new order, with a destination unless withDestination is false, read and
 // started by the driver.

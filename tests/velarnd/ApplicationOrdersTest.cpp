@@ -20,11 +20,7 @@ typedef std::vector<std::string> Lines;
 // One order action of the driver; what the application sent in answer.
 template <class T, class Setup>
 Lines Act(ApplicationRig& rig, unsigned actionId, unsigned orderId, Setup setup) {
-  T action;
-  action.actionId = actionId;
-  action.orderId = orderId;
-  setup(action);
-  Deliver(rig.application, action);
+  velarndtest::OrderAction<T>(rig, actionId, orderId, setup);
   return Untimed(rig.log.Take());
 }
 

@@ -11,7 +11,10 @@
 #include "velarnd/ApplicationHarness.h"
 
 using velarndtest::ApplicationRig;
+using velarndtest::ChangeWorkingTime;
+using velarndtest::Configure;
 using velarndtest::Deliver;
+using velarndtest::OrderAction;
 using velarndtest::ServerMessage;
 using Lines = std::vector<std::string>;
 
@@ -45,21 +48,6 @@ void NewText(ApplicationRig& rig, unsigned id) {
                                     ServerMessage(R"({"id": "NewTextMessageInMsg", "nodes": {"1": )" +
                                                   std::to_string(id) + R"(, "2": "hi"}})"),
                                     true);
-}
-
-template <class Action>
-void OrderAction(ApplicationRig& rig, unsigned actionId, unsigned orderId) {
-  Action action;
-  action.actionId = actionId;
-  action.orderId = orderId;
-  Deliver(rig.application, action);
-}
-
-void WorkingTime(ApplicationRig& rig, unsigned actionId, unsigned what) {
-  CChangeWorkingTimeStateAction action;
-  action.actionId = actionId;
-  action.action = what;
-  Deliver(rig.application, action);
 }
 
 std::vector<unsigned> OrderIds(const ApplicationRig& rig) {
@@ -174,8 +162,8 @@ TEST(ApplicationParametersTest, ConfigurationRunsItsStepsAndKeepsWhatIsLeftOut) 
   EXPECT_EQ(900u, config.etaIntervalRoaming);
 
   // A working day in a pause: the logbook follows into the private mode.
-  WorkingTime(rig, 1, 2);
-  WorkingTime(rig, 2, 8);
+  ChangeWorkingTime(rig, 1, 2);
+  ChangeWorkingTime(rig, 2, 8);
   ASSERT_EQ(data::LogbookModePrivate, rig.database.zu.logbookMode);
   rig.log.Take();
 

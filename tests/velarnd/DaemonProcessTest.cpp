@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "support/Ports.h"
 #include "support/Process.h"
 #include "support/TempDir.h"
 #include "support/Wait.h"
@@ -24,11 +25,16 @@ std::vector<std::string> Command(std::vector<std::string> args) {
   return args;
 }
 
-// A full, valid parameter set inside dir.
+// A full, valid parameter set inside dir, with UDP ports of its own: the
+// daemon binds its address, and tests run in parallel.
 std::vector<std::string> FullParameters(const testsupport::TempDir& dir) {
-  return {"-svraddr", dir.File("nav.sock"),   "-dbfile",     dir.File("velarnd.db"),
-          "-zuaddr",  "127.0.0.1:47001",      "-velarnaddr", "127.0.0.1:47002",
-          "-ctxfile", dir.File("velarnd.ctx")};
+  const std::string local = "127.0.0.1:" + std::to_string(testsupport::FreeUdpPort());
+  const std::string peer = "127.0.0.1:" + std::to_string(testsupport::FreeUdpPort());
+  return {"-svraddr",    dir.File("nav.sock"),
+          "-dbfile",     dir.File("velarnd.db"),
+          "-zuaddr",     local,
+          "-velarnaddr", peer,
+          "-ctxfile",    dir.File("velarnd.ctx")};
 }
 
 std::string ExpectFailure(const std::vector<std::string>& args) {

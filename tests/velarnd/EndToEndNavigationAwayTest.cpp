@@ -51,7 +51,8 @@ echo unit done
 )";
 
 const std::regex kNavStory(
-    "^(<-|->) (?!(CConnectionStateEvent|CFeaturesInfoEvent|CGPSFeedEvent|CLogbookStateEvent|CPrivacyStateEvent|"
+    "^(<-|->) "
+    "(?!(CConnectionStateEvent|CFeaturesInfoEvent|CGPSFeedEvent|CLogbookStateEvent|CPrivacyStateEvent|"
     "CCurrentWorkingTimeStateEvent|CStatusListUpdatedEvent|CKeepAliveEvent)\\b)");
 const std::regex kServerMessages("^(<-|->) msg ");
 

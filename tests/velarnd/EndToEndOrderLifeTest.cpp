@@ -101,7 +101,8 @@ echo nav done
 // (connection state, features, logbook, statuses changed) at moments of their
 // own.
 const std::regex kNavStory(
-    "^(<-|->) (?!(CConnectionStateEvent|CFeaturesInfoEvent|CGPSFeedEvent|CLogbookStateEvent|CPrivacyStateEvent|"
+    "^(<-|->) "
+    "(?!(CConnectionStateEvent|CFeaturesInfoEvent|CGPSFeedEvent|CLogbookStateEvent|CPrivacyStateEvent|"
     "CCurrentWorkingTimeStateEvent|CStatusListUpdatedEvent|CKeepAliveEvent)\\b)");
 const std::regex kServerMessages("^(<-|->) msg ");
 

@@ -77,7 +77,8 @@ echo nav done
 )";
 
 const std::regex kNavStory(
-    "^(<-|->) (?!(CConnectionStateEvent|CFeaturesInfoEvent|CGPSFeedEvent|CLogbookStateEvent|CPrivacyStateEvent|"
+    "^(<-|->) "
+    "(?!(CConnectionStateEvent|CFeaturesInfoEvent|CGPSFeedEvent|CLogbookStateEvent|CPrivacyStateEvent|"
     "CCurrentWorkingTimeStateEvent|CStatusListUpdatedEvent|CKeepAliveEvent)\\b)");
 
 // The server message inside a queued PDU 4:7, as velarnctl unit prints it.
@@ -216,8 +217,7 @@ TEST_F(EndToEndRestartTest, QueuedMessagesSurviveARestartAndKeepTheirSequenceNum
   EXPECT_EQ("link connected session=" + session + " resumed", lastConnected);
   std::vector<std::string> received;
   for (const std::string& line : lines) {
-    if (line.compare(0, 7, "<- msg ") == 0 &&
-        std::find(queued.begin(), queued.end(), line) != queued.end()) {
+    if (line.compare(0, 7, "<- msg ") == 0 && std::find(queued.begin(), queued.end(), line) != queued.end()) {
       received.push_back(line);
     }
   }

@@ -1,5 +1,7 @@
 #include "velarnd/EndToEndRig.h"
 
+#include "support/Ports.h"
+
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <signal.h>
@@ -34,25 +36,6 @@ std::string Joined(const std::vector<std::string>& lines) {
 }
 
 }  // namespace
-
-uint16_t FreeUdpPort() {
-  const int fd = ::socket(AF_INET, SOCK_DGRAM, 0);
-  if (fd < 0) {
-    throw std::runtime_error("socket failed");
-  }
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  address.sin_port = 0;
-  socklen_t length = sizeof(address);
-  if (::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0 ||
-      ::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
-    ::close(fd);
-    throw std::runtime_error("no free loopback port");
-  }
-  ::close(fd);
-  return ntohs(address.sin_port);
-}
 
 // --- Party ---
 
@@ -131,8 +114,8 @@ testing::AssertionResult Party::Expect(const std::string& pattern, std::chrono::
       }
     }
     if (over) {
-      return testing::AssertionFailure() << name << " ended (status " << status << ") without a line matching \""
-                                         << pattern << "\"; it printed:\n"
+      return testing::AssertionFailure() << name << " ended (status " << status
+                                         << ") without a line matching \"" << pattern << "\"; it printed:\n"
                                          << child.Output();
     }
     if (std::chrono::steady_clock::now() >= deadline) {
@@ -163,8 +146,8 @@ testing::AssertionResult Party::WaitFor(const std::string& pattern, std::chrono:
       return testing::AssertionSuccess();
     }
     if (over || std::chrono::steady_clock::now() >= deadline) {
-      return testing::AssertionFailure() << name << (over ? " ended" : " went on") << " without a line matching \""
-                                         << pattern << "\"; it printed:\n"
+      return testing::AssertionFailure() << name << (over ? " ended" : " went on")
+                                         << " without a line matching \"" << pattern << "\"; it printed:\n"
                                          << child.Output();
     }
     Pump();
@@ -176,9 +159,9 @@ int ExitCode(int status) { return WIFEXITED(status) ? WEXITSTATUS(status) : -1; 
 
 // --- Service ---
 
-Service::Service() : daemonPort(FreeUdpPort()), unitPort(FreeUdpPort()) {
+Service::Service() : daemonPort(testsupport::FreeUdpPort()), unitPort(testsupport::FreeUdpPort()) {
   while (unitPort == daemonPort) {
-    unitPort = FreeUdpPort();
+    unitPort = testsupport::FreeUdpPort();
   }
 }
 
@@ -186,20 +169,13 @@ Party& Service::StartDaemon(bool withGpsPipe) {
   if (daemon) {
     past.push_back(std::move(daemon));
   }
-  std::vector<std::string> argv = {VELARND_BINARY,
-                                   "-console",
-                                   "-lockfile",
-                                   dir.File("velarnd.pid"),
-                                   "-svraddr",
-                                   Socket(),
-                                   "-dbfile",
-                                   DatabaseFile(),
-                                   "-zuaddr",
-                                   "127.0.0.1:" + std::to_string(daemonPort),
-                                   "-velarnaddr",
-                                   "127.0.0.1:" + std::to_string(unitPort),
-                                   "-ctxfile",
-                                   ContextFile()};
+  std::vector<std::string> argv = {VELARND_BINARY, "-console",
+                                   "-lockfile",    dir.File("velarnd.pid"),
+                                   "-svraddr",     Socket(),
+                                   "-dbfile",      DatabaseFile(),
+                                   "-zuaddr",      "127.0.0.1:" + std::to_string(daemonPort),
+                                   "-velarnaddr",  "127.0.0.1:" + std::to_string(unitPort),
+                                   "-ctxfile",     ContextFile()};
   if (withGpsPipe) {
     argv.insert(argv.end(), {"-gpspipe", GpsPipe()});
   }
@@ -214,25 +190,22 @@ testing::AssertionResult Service::StopDaemon() {
   daemon->Signal(SIGTERM);
   int status = 0;
   if (!daemon->Finish(kStopBound, status)) {
-    return testing::AssertionFailure() << daemon->Name() << " still ran " << kStopBound.count()
-                                       << " ms after SIGTERM; it printed:\n"
-                                       << daemon->Output();
+    return testing::AssertionFailure()
+           << daemon->Name() << " still ran " << kStopBound.count() << " ms after SIGTERM; it printed:\n"
+           << daemon->Output();
   }
   if (ExitCode(status) != 0) {
-    return testing::AssertionFailure() << daemon->Name() << " ended with waitpid status " << status
-                                       << " after SIGTERM; it printed:\n"
-                                       << daemon->Output();
+    return testing::AssertionFailure()
+           << daemon->Name() << " ended with waitpid status " << status << " after SIGTERM; it printed:\n"
+           << daemon->Output();
   }
   return testing::AssertionSuccess();
 }
 
 Party& Service::StartUnit(const std::vector<std::string>& options) {
-  std::vector<std::string> argv = {VELARNCTL_BINARY,
-                                   "unit",
-                                   "--local",
-                                   "127.0.0.1:" + std::to_string(unitPort),
-                                   "--peer",
-                                   "127.0.0.1:" + std::to_string(daemonPort),
+  std::vector<std::string> argv = {VELARNCTL_BINARY, "unit",
+                                   "--local",        "127.0.0.1:" + std::to_string(unitPort),
+                                   "--peer",         "127.0.0.1:" + std::to_string(daemonPort),
                                    "--brief"};
   argv.insert(argv.end(), options.begin(), options.end());
   unit.reset(new Party("velarnctl unit", argv, true, [this] { DrainAll(); }));
@@ -318,7 +291,8 @@ std::vector<std::string> ReadScenarioFile(const std::string& name) {
   return lines;
 }
 
-testing::AssertionResult MatchesScenarioFile(const std::string& name, const std::vector<std::string>& actual) {
+testing::AssertionResult MatchesScenarioFile(const std::string& name,
+                                             const std::vector<std::string>& actual) {
   const std::vector<std::string> expected = ReadScenarioFile(name);
   if (expected == actual) {
     return testing::AssertionSuccess();

@@ -28,11 +28,6 @@
 
 namespace e2e {
 
-// A loopback UDP port that was free a moment ago. The daemon must know the
-// unit's port and the unit the daemon's before either starts, so neither can
-// take port 0.
-uint16_t FreeUdpPort();
-
 // One child process whose output is read line by line, like expect: Expect
 // looks at the lines after the one that satisfied the previous Expect.
 class Party {
