@@ -69,8 +69,12 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-double Micros(Clock::duration duration) { return std::chrono::duration<double, std::micro>(duration).count(); }
-double Millis(Clock::duration duration) { return std::chrono::duration<double, std::milli>(duration).count(); }
+double Micros(Clock::duration duration) {
+  return std::chrono::duration<double, std::micro>(duration).count();
+}
+double Millis(Clock::duration duration) {
+  return std::chrono::duration<double, std::milli>(duration).count();
+}
 
 struct Failure : std::runtime_error {
   using std::runtime_error::runtime_error;
@@ -141,11 +145,13 @@ class UnitLines : public std::streambuf {
     static const char kData[] = "frame -> data seq=";
     if (line.compare(0, sizeof(kData) - 1, kData) == 0 && line.find(" pdu=4:8") != std::string::npos &&
         line.find(" lost") == std::string::npos) {
-      sends.emplace_back(static_cast<unsigned>(std::strtoul(line.c_str() + sizeof(kData) - 1, nullptr, 10)), now);
+      sends.emplace_back(static_cast<unsigned>(std::strtoul(line.c_str() + sizeof(kData) - 1, nullptr, 10)),
+                         now);
     }
     static const char kAck[] = "frame <- ack seq=";
     if (line.compare(0, sizeof(kAck) - 1, kAck) == 0 && line.find(" lost") == std::string::npos) {
-      acks.emplace_back(static_cast<unsigned>(std::strtoul(line.c_str() + sizeof(kAck) - 1, nullptr, 10)), now);
+      acks.emplace_back(static_cast<unsigned>(std::strtoul(line.c_str() + sizeof(kAck) - 1, nullptr, 10)),
+                        now);
     }
     tail.push_back(line);
     if (tail.size() > 60) {
@@ -464,7 +470,8 @@ std::vector<double> UdpRoundTrips(unsigned count, size_t size) {
   sockaddr_in echoAddress = Loopback(0);
   sockaddr_in pingAddress = Loopback(0);
   socklen_t length = sizeof(echoAddress);
-  if (echo < 0 || ping < 0 || bind(echo, reinterpret_cast<sockaddr*>(&echoAddress), sizeof(echoAddress)) != 0 ||
+  if (echo < 0 || ping < 0 ||
+      bind(echo, reinterpret_cast<sockaddr*>(&echoAddress), sizeof(echoAddress)) != 0 ||
       getsockname(echo, reinterpret_cast<sockaddr*>(&echoAddress), &length) != 0 ||
       bind(ping, reinterpret_cast<sockaddr*>(&pingAddress), sizeof(pingAddress)) != 0) {
     throw Failure("can't open the sockets of the round trip measurement");
@@ -478,9 +485,11 @@ std::vector<double> UdpRoundTrips(unsigned count, size_t size) {
     while (!stop) {
       sockaddr_in from{};
       socklen_t fromLength = sizeof(from);
-      const ssize_t got = recvfrom(echo, buffer.data(), buffer.size(), 0, reinterpret_cast<sockaddr*>(&from), &fromLength);
+      const ssize_t got =
+          recvfrom(echo, buffer.data(), buffer.size(), 0, reinterpret_cast<sockaddr*>(&from), &fromLength);
       if (got > 0) {
-        sendto(echo, buffer.data(), static_cast<size_t>(got), 0, reinterpret_cast<sockaddr*>(&from), fromLength);
+        sendto(echo, buffer.data(), static_cast<size_t>(got), 0, reinterpret_cast<sockaddr*>(&from),
+               fromLength);
       }
     }
   });
@@ -601,9 +610,7 @@ std::string Format(const char* format, double a, double b = 0, double c = 0) {
   return text;
 }
 
-void Note(const std::string& text) {
-  std::fprintf(stderr, "figures: %s\n", text.c_str());
-}
+void Note(const std::string& text) { std::fprintf(stderr, "figures: %s\n", text.c_str()); }
 
 int MeasureWith(const Options& options, const std::string& folder, UnitLines& unitLines);
 
@@ -634,10 +641,11 @@ int MeasureWith(const Options& options, const std::string& folder, UnitLines& un
   const std::string socketPath = folder + "/nav.sock";
   const std::string databasePath = folder + "/velarnd.db";
   const std::string contextPath = folder + "/velarnd.ctx";
-  Daemon daemon({options.velarnd, "-console", "-svraddr", socketPath, "-dbfile", databasePath, "-zuaddr",
-                 "127.0.0.1:" + std::to_string(daemonPort), "-velarnaddr", "127.0.0.1:" + std::to_string(unitPort),
-                 "-ctxfile", contextPath, "-lockfile", folder + "/velarnd.pid"},
-                folder + "/velarnd.out");
+  Daemon daemon(
+      {options.velarnd, "-console", "-svraddr", socketPath, "-dbfile", databasePath, "-zuaddr",
+       "127.0.0.1:" + std::to_string(daemonPort), "-velarnaddr", "127.0.0.1:" + std::to_string(unitPort),
+       "-ctxfile", contextPath, "-lockfile", folder + "/velarnd.pid"},
+      folder + "/velarnd.out");
   const pid_t pid = daemon.Pid();
 
   NavClient nav;
@@ -673,7 +681,7 @@ int MeasureWith(const Options& options, const std::string& folder, UnitLines& un
   Note(std::to_string(options.orders) + " orders, one at a time");
   std::vector<double> latencies;
   std::vector<double> latenciesFilling;  // while the list still had room
-  std::vector<double> ackTimes;  // the unit's data packet to the daemon's acknowledgement
+  std::vector<double> ackTimes;          // the unit's data packet to the daemon's acknowledgement
   unsigned retransmitted = 0;
   for (uint32_t id = 1; id <= options.orders; ++id) {
     const common::Buffer order = Order(id);
@@ -759,11 +767,14 @@ int MeasureWith(const Options& options, const std::string& folder, UnitLines& un
   Row("Figure", "Value");
   std::printf("|%s|%s|\n", std::string(60, '-').c_str(), std::string(54, '-').c_str());
   Row("Order latency, unit's data packet to COrderReceivedEvent",
-      Format("median %.0f us, 99th percentile %.0f us", Percentile(latencies, 0.5), Percentile(latencies, 0.99)));
-  Row(Format("  (over %.0f orders, one at a time; max %.0f us)", latencies.size(), *std::max_element(latencies.begin(), latencies.end())),
+      Format("median %.0f us, 99th percentile %.0f us", Percentile(latencies, 0.5),
+             Percentile(latencies, 0.99)));
+  Row(Format("  (over %.0f orders, one at a time; max %.0f us)", latencies.size(),
+             *std::max_element(latencies.begin(), latencies.end())),
       Format("first 100 (no eviction): median %.0f us", Percentile(latenciesFilling, 0.5)));
   Row("  Unit's data packet to the daemon's acknowledgement",
-      Format("median %.0f us, 99th percentile %.0f us", Percentile(ackTimes, 0.5), Percentile(ackTimes, 0.99)));
+      Format("median %.0f us, 99th percentile %.0f us", Percentile(ackTimes, 0.5),
+             Percentile(ackTimes, 0.99)));
   Row("Loopback UDP round trip (same run)",
       Format("median %.1f us, 99th percentile %.1f us", roundTripMedian, Percentile(roundTrips, 0.99)));
   Row(Format("Burst of %.0f orders, first packet to last event", options.burst),
@@ -784,14 +795,17 @@ int MeasureWith(const Options& options, const std::string& folder, UnitLines& un
   cpuRows("CPU over %.1f s idle, attached, full database", fullBefore, fullAfter, fullWall);
   Row("SIGTERM to exit (full database, both links up)",
       Format("%.1f ms, exit status %.0f", stopMs, WIFEXITED(status) ? WEXITSTATUS(status) : -1));
-  Row("Files after the stop", Format("database %.0f bytes, context %.0f bytes", static_cast<double>(databaseStat.st_size),
-                                     static_cast<double>(contextStat.st_size)));
-  Row("Database read back", loaded ? Format("%.0f orders, %.0f text messages", stored.orders.size(), stored.textMessages.size())
-                                   : std::string("NOT LOADABLE"));
+  Row("Files after the stop",
+      Format("database %.0f bytes, context %.0f bytes", static_cast<double>(databaseStat.st_size),
+             static_cast<double>(contextStat.st_size)));
+  Row("Database read back",
+      loaded ? Format("%.0f orders, %.0f text messages", stored.orders.size(), stored.textMessages.size())
+             : std::string("NOT LOADABLE"));
   std::printf("\n");
-  std::printf("retransmitted 4:8 packets: %u of %u single orders, %u in the burst; %lu messages reached the\n"
-              "navigation client in all\n",
-              retransmitted, options.orders, burstRetransmitted, nav.Received());
+  std::printf(
+      "retransmitted 4:8 packets: %u of %u single orders, %u in the burst; %lu messages reached the\n"
+      "navigation client in all\n",
+      retransmitted, options.orders, burstRetransmitted, nav.Received());
 
   const bool complete = loaded && WIFEXITED(status) && WEXITSTATUS(status) == 0 &&
                         stored.orders.size() == std::min(100u, options.orders + options.burst) &&

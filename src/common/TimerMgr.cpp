@@ -1,8 +1,8 @@
 #include "common/TimerMgr.h"
 
 #include <algorithm>
-#include <chrono>
 #include <boost/bind/bind.hpp>
+#include <chrono>
 
 #include "common/Exceptions.h"
 #include "common/Time.h"
