@@ -65,10 +65,7 @@ TEST_F(EndToEndLossTest, EveryMessageArrivesOnceThroughALossyLink) {
 
   ASSERT_TRUE(nav.Expect("^# nav done$", 90s));
   ASSERT_TRUE(unit.Expect("^unit done$", 60s));
-  nav.CloseInput();
-  int status = 0;
-  ASSERT_TRUE(nav.Finish(10s, status));
-  EXPECT_EQ(0, e2e::ExitCode(status));
+  ASSERT_TRUE(e2e::EndNav(nav));
   ASSERT_TRUE(service.StopUnit());
   ASSERT_TRUE(service.StopDaemon());
 

@@ -50,12 +50,6 @@ wait "messageId=21 workflowCode=102" 15
 echo unit done
 )";
 
-const std::regex kNavStory(
-    "^(<-|->) "
-    "(?!(CConnectionStateEvent|CFeaturesInfoEvent|CGPSFeedEvent|CLogbookStateEvent|CPrivacyStateEvent|"
-    "CCurrentWorkingTimeStateEvent|CStatusListUpdatedEvent|CKeepAliveEvent)\\b)");
-const std::regex kServerMessages("^(<-|->) msg ");
-
 class EndToEndNavigationAwayTest : public e2e::ScenarioTest {};
 
 TEST_F(EndToEndNavigationAwayTest, LinkClosesWhileAwayAndUnreadEntriesComeAgain) {
@@ -70,10 +64,7 @@ TEST_F(EndToEndNavigationAwayTest, LinkClosesWhileAwayAndUnreadEntriesComeAgain)
   ASSERT_NE("", connected);
   const std::string session = connected.substr(connected.find("0x"), 6);
 
-  nav1.CloseInput();
-  int status = 0;
-  ASSERT_TRUE(nav1.Finish(10s, status));
-  EXPECT_EQ(0, e2e::ExitCode(status));
+  ASSERT_TRUE(e2e::EndNav(nav1));
 
   // The unit hears nothing more and loses the link; from then on the daemon
   // refuses its connect requests with resets, for as long as nobody is
@@ -91,9 +82,7 @@ TEST_F(EndToEndNavigationAwayTest, LinkClosesWhileAwayAndUnreadEntriesComeAgain)
   unit.Input(kUnitBack);
   ASSERT_TRUE(unit.Expect("^unit done$", 40s));
   ASSERT_TRUE(nav2.Expect("^# nav done$", 10s));
-  nav2.CloseInput();
-  ASSERT_TRUE(nav2.Finish(10s, status));
-  EXPECT_EQ(0, e2e::ExitCode(status));
+  ASSERT_TRUE(e2e::EndNav(nav2));
   ASSERT_TRUE(service.StopUnit());
   ASSERT_TRUE(service.StopDaemon());
 
@@ -107,11 +96,11 @@ TEST_F(EndToEndNavigationAwayTest, LinkClosesWhileAwayAndUnreadEntriesComeAgain)
   EXPECT_EQ("link connected session=" + session + " resumed", lastConnected);
 
   EXPECT_TRUE(e2e::MatchesScenarioFile("navigation-away-nav-first.txt",
-                                       e2e::Transcript(nav1.Lines(), kNavStory, e2e::NavMasks())));
+                                       e2e::Transcript(nav1.Lines(), e2e::NavStory(), e2e::NavMasks())));
   EXPECT_TRUE(e2e::MatchesScenarioFile("navigation-away-nav-second.txt",
-                                       e2e::Transcript(nav2.Lines(), kNavStory, e2e::NavMasks())));
-  EXPECT_TRUE(e2e::MatchesScenarioFile("navigation-away-unit.txt",
-                                       e2e::Transcript(unit.Lines(), kServerMessages, e2e::UnitMasks())));
+                                       e2e::Transcript(nav2.Lines(), e2e::NavStory(), e2e::NavMasks())));
+  EXPECT_TRUE(e2e::MatchesScenarioFile(
+      "navigation-away-unit.txt", e2e::Transcript(unit.Lines(), e2e::ServerMessages(), e2e::UnitMasks())));
 
   data::Database database(service.DatabaseFile());
   ASSERT_TRUE(database.Load());

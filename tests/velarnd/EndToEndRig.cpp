@@ -327,4 +327,29 @@ void ScenarioTest::TearDown() {
   }
 }
 
+const std::regex& NavStory() {
+  static const std::regex story(
+      "^(<-|->) "
+      "(?!(CConnectionStateEvent|CFeaturesInfoEvent|CGPSFeedEvent|CLogbookStateEvent|CPrivacyStateEvent|"
+      "CCurrentWorkingTimeStateEvent|CStatusListUpdatedEvent|CKeepAliveEvent)\\b)");
+  return story;
+}
+
+const std::regex& ServerMessages() {
+  static const std::regex messages("^(<-|->) msg ");
+  return messages;
+}
+
+testing::AssertionResult EndNav(Party& nav) {
+  nav.CloseInput();
+  int status = 0;
+  if (!nav.Finish(std::chrono::seconds(10), status)) {
+    return testing::AssertionFailure() << "velarnctl nav didn't end";
+  }
+  if (ExitCode(status) != 0) {
+    return testing::AssertionFailure() << "velarnctl nav ended with " << ExitCode(status);
+  }
+  return testing::AssertionSuccess();
+}
+
 }  // namespace e2e

@@ -161,6 +161,17 @@ std::vector<Mask> UnitMasks();
 // The masks of velarnctl nav's lines: the times of an order.
 std::vector<Mask> NavMasks();
 
+// The nav lines that tell a scenario's story; the others follow the link to
+// the unit (connection state, features, logbook, statuses changed) at
+// moments of their own.
+const std::regex& NavStory();
+// The unit's lines of server messages, both ways.
+const std::regex& ServerMessages();
+
+// Ends a navigation simulator's input and waits (bounded) for it to end;
+// true if it ended with status 0.
+testing::AssertionResult EndNav(Party& nav);
+
 // A scenario's fixture: the service's folder and ports, and on failure every
 // party's whole output in the report.
 class ScenarioTest : public ::testing::Test {
