@@ -41,14 +41,7 @@ class FormOArchive : public boost::archive::binary_oarchive_impl<FormOArchive, c
     return boost::serialization::library_version_type(version);
   }
 
- private:
-  friend class boost::archive::detail::interface_oarchive<FormOArchive>;
-  friend class boost::archive::detail::common_oarchive<FormOArchive>;
-  friend class boost::archive::basic_binary_oarchive<FormOArchive>;
-  friend class boost::archive::basic_binary_oprimitive<FormOArchive, char, std::char_traits<char>>;
-  friend Base;
-  friend class boost::archive::save_access;
-
+  // Boost's archive code calls these through the derived class.
   template <class T>
   void save_override(const T& t) {
     Base::save_override(t);
@@ -71,27 +64,7 @@ class FormOArchive : public boost::archive::binary_oarchive_impl<FormOArchive, c
   bool host;
 };
 
-}  // namespace
-
-template class boost::archive::detail::archive_serializer_map<FormOArchive>;
-template class boost::archive::basic_binary_oprimitive<FormOArchive, char, std::char_traits<char>>;
-template class boost::archive::basic_binary_oarchive<FormOArchive>;
-template class boost::archive::binary_oarchive_impl<FormOArchive, char, std::char_traits<char>>;
-
-namespace {
-
-enum class Change {
-  None,
-  KeyOfOrder,
-  TrackDatabase,
-  KeyOfDup,
-  CopyOfDup,
-  Bool2,
-  Tail,
-  Version4,
-  NewerClass,
-  Cut
-};
+enum class Change { None, KeyOfOrder, Tracked, KeyOfDup, CopyOfDup, Bool2, Tail, Version4, NewerClass, Cut };
 
 data::Database Sample(Change change) {
   data::Database database = testdata::FullDatabase();
@@ -122,7 +95,7 @@ std::string File(Change change, unsigned libraryVersion, bool host) {
   const std::size_t length = host ? 8 : 4;  // of a string
   const std::size_t dup = bytes.find("<dup>") - length;
   switch (change) {
-    case Change::TrackDatabase:  // tracking flag 1, then the object's id 0
+    case Change::Tracked:  // tracking flag 1, then the object's id 0
       bytes[header] = 1;
       bytes.insert(header + 1 + (libraryVersion >= 3 ? 1 : 4), 4, '\0');
       break;
@@ -155,7 +128,7 @@ std::string File(Change change, unsigned libraryVersion, bool host) {
 
 TEST(DatabaseFormsTest, EveryFormOfTheStockReaderIsRead) {
   // The test's writer writes our own file where it should.
-  ASSERT_EQ(data::EncodeDatabase(Sample(Change::None)), File(Change::None, 3, false));
+  ASSERT_TRUE(data::EncodeDatabase(Sample(Change::None)) == File(Change::None, 3, false));
   // The cut text's length stands 10 + 4 bytes before the end.
   const std::string cutAt = std::to_string(File(Change::Cut, 3, false).size() - 14);
   struct Row {
@@ -170,7 +143,7 @@ TEST(DatabaseFormsTest, EveryFormOfTheStockReaderIsRead) {
       {"library version 2: 4-byte class versions", Change::None, 2, true, "", 100, 100},
       {"library version 1", Change::None, 1, true, "", 100, 100},
       {"library version 0", Change::None, 0, true, "", 100, 100},
-      {"a tracked class", Change::TrackDatabase, 2, true, "", 100, 100},
+      {"a tracked class", Change::Tracked, 2, true, "", 100, 100},
       {"an order under another key", Change::KeyOfOrder, 3, true,
        "order 1001 stored under key 7: moved under its id", 100, 100},
       {"a second order under a key", Change::KeyOfDup, 3, true,
@@ -206,7 +179,7 @@ TEST(DatabaseFormsTest, EveryFormOfTheStockReaderIsRead) {
                   expected.textMessages.at(message.first).text == message.second.text);
     }
     if (!report.damaged) {
-      EXPECT_EQ(data::EncodeDatabase(expected), data::EncodeDatabase(ours));
+      EXPECT_TRUE(data::EncodeDatabase(expected) == data::EncodeDatabase(ours));
     }
     if (row.stock) {
       std::stringbuf in(File(row.change, row.libraryVersion, true), std::ios::in | std::ios::binary);
@@ -220,7 +193,7 @@ TEST(DatabaseFormsTest, EveryFormOfTheStockReaderIsRead) {
       }
       EXPECT_EQ(report.damaged, refused);
       if (!refused) {
-        EXPECT_EQ(data::EncodeDatabase(ours), data::EncodeDatabase(stock));
+        EXPECT_TRUE(data::EncodeDatabase(ours) == data::EncodeDatabase(stock));
       }
     }
   }
