@@ -447,22 +447,32 @@ struct TaskStats {
   double voluntary = 0;
   double involuntary = 0;
 };
+// One thread's run time in ns, from its schedstat. Plain reads: the
+// measurement should cost the measured as little as possible, and it runs
+// once per order.
+double TaskRunNs(const std::filesystem::path& task) {
+  char text[256];
+  const int fd = open((task / "schedstat").c_str(), O_RDONLY);
+  if (fd < 0) {
+    return 0;
+  }
+  const ssize_t got = read(fd, text, sizeof(text) - 1);
+  close(fd);
+  if (got <= 0) {
+    return 0;
+  }
+  text[got] = '\0';
+  return std::strtod(text, nullptr);
+}
+
+std::filesystem::directory_iterator Tasks(pid_t pid) {
+  return std::filesystem::directory_iterator("/proc/" + std::to_string(pid) + "/task");
+}
+
 TaskStats ReadTasks(pid_t pid) {
   TaskStats stats;
-  const std::string base = "/proc/" + std::to_string(pid) + "/task";
-  char text[4096];
-  for (const auto& entry : std::filesystem::directory_iterator(base)) {
-    // Plain reads: the measurement should cost the measured as little as
-    // possible, and this runs once per order.
-    const int fd = open((entry.path() / "schedstat").c_str(), O_RDONLY);
-    if (fd >= 0) {
-      const ssize_t got = read(fd, text, sizeof(text) - 1);
-      close(fd);
-      if (got > 0) {
-        text[got] = '\0';
-        stats.runNs += std::strtod(text, nullptr);
-      }
-    }
+  for (const auto& entry : Tasks(pid)) {
+    stats.runNs += TaskRunNs(entry.path());
     std::ifstream status(entry.path() / "status");
     std::string line;
     while (std::getline(status, line)) {
@@ -479,17 +489,8 @@ TaskStats ReadTasks(pid_t pid) {
 // Only the run time, for one sample per order.
 double RunNs(pid_t pid) {
   double total = 0;
-  char text[256];
-  for (const auto& entry : std::filesystem::directory_iterator("/proc/" + std::to_string(pid) + "/task")) {
-    const int fd = open((entry.path() / "schedstat").c_str(), O_RDONLY);
-    if (fd >= 0) {
-      const ssize_t got = read(fd, text, sizeof(text) - 1);
-      close(fd);
-      if (got > 0) {
-        text[got] = '\0';
-        total += std::strtod(text, nullptr);
-      }
-    }
+  for (const auto& entry : Tasks(pid)) {
+    total += TaskRunNs(entry.path());
   }
   return total;
 }

@@ -38,17 +38,14 @@ int BKMPConnectionObject::ReadSome(const bkmp::Deadline& deadline) {
   uint8_t chunk[kReadChunk];
   bool wait = !mayHaveMore;
   for (;;) {
-    if (wait) {
-      switch (bkmp::WaitFor(fd, POLLIN, deadline, &waker)) {
-        case bkmp::WaitResult::Ready:
-          break;
-        case bkmp::WaitResult::TimedOut:
-        case bkmp::WaitResult::Woken:
-          return BKMP_E_TIMEOUT;
-        case bkmp::WaitResult::Failed:
-          End();
-          return BKMP_E_CLOSED;
-      }
+    const bkmp::WaitResult result =
+        wait ? bkmp::WaitFor(fd, POLLIN, deadline, &waker) : bkmp::WaitResult::Ready;
+    if (result == bkmp::WaitResult::TimedOut) {
+      return BKMP_E_TIMEOUT;  // or woken
+    }
+    if (result == bkmp::WaitResult::Failed) {
+      End();
+      return BKMP_E_CLOSED;
     }
     const ssize_t count = recv(fd, chunk, sizeof(chunk), MSG_DONTWAIT);
     if (count > 0) {

@@ -82,7 +82,6 @@ int BKMPServerAccept(BKMPServer server, BKMPConnection* connection) {
       case bkmp::WaitResult::Ready:
         break;
       case bkmp::WaitResult::TimedOut:
-      case bkmp::WaitResult::Woken:
         return BKMP_E_TIMEOUT;
       case bkmp::WaitResult::Failed:
         return BKMP_E_INVALID;

@@ -70,7 +70,7 @@ WaitResult WaitFor(int fd, short events, const Deadline& deadline, Waker* waker)
     if (result > 0) {
       if ((entries[1].revents & POLLIN) != 0) {
         waker->Consume();
-        return WaitResult::Woken;
+        return WaitResult::TimedOut;
       }
       return (entries[0].revents & POLLNVAL) != 0 ? WaitResult::Failed : WaitResult::Ready;
     }

@@ -23,7 +23,7 @@ class Deadline {
   std::chrono::steady_clock::time_point end;
 };
 
-enum class WaitResult { Ready, TimedOut, Failed, Woken };
+enum class WaitResult { Ready, TimedOut, Failed };
 
 // What lets another thread end a wait early (BKMPServerWake,
 // BKMPConnectionWake): an eventfd, made at the first wait or wake, so that an
@@ -47,8 +47,8 @@ class Waker {
 };
 
 // Waits until fd has one of events (POLLIN, POLLOUT), an error or a hang-up,
-// the deadline passes, or waker (if given) is woken. A signal doesn't end the
-// wait early.
+// the deadline passes, or waker (if given) is woken, which counts as the
+// deadline passing. A signal doesn't end the wait early.
 WaitResult WaitFor(int fd, short events, const Deadline& deadline, Waker* waker = nullptr);
 
 // Fills a Unix-domain address with path; false when the path is empty or too
