@@ -364,7 +364,7 @@ PduField TextField(const std::string& name, const std::string& value) {
 
 PduField ParamValueField(const common::Buffer* value) {
   if (value == nullptr) {
-    return {"value", "notfound", nullptr, "not found"};
+    return {"value", "notfound", nullptr, ""};
   }
   const std::string text = ValueText(*value);
   if (text[0] == '"') {
