@@ -32,7 +32,7 @@ TEST(MeaningsTest, NameTheNumbersOfEveryLink) {
       {TextMessageWorkflowMeaning(102), "message read"},
       {WorkingTimeActionsMeaning(0x14), "end of work, end of pause"},
       {NavLogbookModesMeaning(10), "business, private"},
-      {UnitLogbookModeMeaning(4), "third mode"},
+      {UnitLogbookModeMeaning(4), "third"},
       {OfficeLogbookModeMeaning(1), "private"},
       {BitsMeaning(0x13), "bits 0,1,4"},
       {BitsMeaning(4), "bit 2"},

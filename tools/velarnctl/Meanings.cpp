@@ -60,9 +60,9 @@ const Name kOrderWorkflow[] = {{101, "order received"},          {102, "order re
 const Name kWorkingStates[] = {{1, "working"}, {2, "in a pause"}, {3, "off work"}};
 const Name kWorkingActions[] = {
     {2, "start of work"}, {4, "end of work"}, {8, "start of pause"}, {16, "end of pause"}};
-const Name kUnitLogbookModes[] = {{2, "private"}, {3, "business"}, {4, "third mode"}};
-const Name kNavLogbookModes[] = {{8, "private"}, {2, "business"}, {4, "third mode"}, {16, "none"}};
-const Name kOfficeLogbookModes[] = {{0, "none"}, {1, "private"}, {2, "business"}, {3, "third mode"}};
+const Name kUnitLogbookModes[] = {{2, "private"}, {3, "business"}, {4, "third"}};
+const Name kNavLogbookModes[] = {{8, "private"}, {2, "business"}, {4, "third"}, {16, "none"}};
+const Name kOfficeLogbookModes[] = {{0, "none"}, {1, "private"}, {2, "business"}, {3, "third"}};
 
 std::string Coordinate(int64_t value, int64_t scale, const char* positive, const char* negative) {
   return DecimalDegrees(value < 0 ? -value : value, scale) + "\u00b0 " + (value < 0 ? negative : positive);

@@ -197,7 +197,7 @@ local MEANINGS = {
   text_workflow = names({ [101] = "message received", [102] = "message read" }),
   report_kind = names({ [0] = "first report", [1] = "changed", [2] = "guidance ended" }),
   working_state = names({ [1] = "working", [2] = "in a pause", [3] = "off work" }),
-  logbook_mode = names({ [0] = "none", [1] = "private", [2] = "business", [3] = "third mode" }),
+  logbook_mode = names({ [0] = "none", [1] = "private", [2] = "business", [3] = "third" }),
   link_age = function(v)
     if v == 0 then return "link up" elseif v < 0 then return "never up" end
     return string.format("lost %d s ago", v)
@@ -486,7 +486,7 @@ end
 
 local DEVICE, UNIT = 2, 1  -- the direction bits of the sender
 
-local LOGBOOK_MODES = names({ [2] = "private", [3] = "business", [4] = "third mode" })
+local LOGBOOK_MODES = names({ [2] = "private", [3] = "business", [4] = "third" })
 local NETWORK = function(v)
   if v == 0x31 then return "home network" elseif v == 0x35 then return "roaming" end
   return "not registered"
