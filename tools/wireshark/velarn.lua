@@ -302,8 +302,8 @@ end
 
 local MAX_NESTING = 32  -- containers below the message, as velarnd reads them
 
--- Reads one message from tvb[base, base + length) into tree. Failures are
--- Lua errors with velarnd's own text, raised by the reader below.
+-- Bounded reads of one message in tvb[base_offset, base_offset + length).
+-- Reading past its end is a Lua error with velarnd's own text.
 local function message_reader(tvb, base_offset, length)
   local limit = base_offset + length
   local reader = {}
@@ -456,9 +456,10 @@ parse_node = function(r, tvb, start, tree, key, info, depth, position)
   return finish
 end
 
--- The server message in tvb[offset, offset + length), under tree; refusals
--- of velarnd (unit_to_device) are marked as such.
-local function dissect_message(tvb, pinfo, tree, offset, length)
+-- The server message in tvb[offset, offset + length), under tree. One that
+-- comes from the unit with an id velarnd doesn't know is marked as ignored
+-- (velarnd answers it with an ErrorOutMsg).
+local function dissect_message(tvb, pinfo, tree, offset, length, from_unit)
   local r = message_reader(tvb, offset, length)
   local id = length >= 2 and tvb(offset, 2):uint() or nil
   local known = id and MESSAGES[id]
@@ -478,6 +479,8 @@ local function dissect_message(tvb, pinfo, tree, offset, length)
   end)
   if not ok then
     malformed(subtree, pinfo, type(problem) == "table" and problem.text or ("dissector error: " .. tostring(problem)))
+  elseif from_unit and not (known and id < 0x0500) then
+    refused(subtree, pinfo, "unknown message")
   end
 end
 
@@ -662,7 +665,7 @@ local function dissect_gps_block(tvb, pinfo, tree, offset, length)
   end
 end
 
-local function dissect_option(tvb, pinfo, tree, offset, number, length, spec, direction)
+local function dissect_option(tvb, pinfo, tree, offset, length, spec, from_unit)
   local kind = spec[3]
   local field = f["opt:" .. spec[1]]
   local range = tvb(offset, length)
@@ -681,7 +684,7 @@ local function dissect_option(tvb, pinfo, tree, offset, number, length, spec, di
   elseif kind == "message" then
     tree:add(field, range)
     if length > 0 then
-      dissect_message(tvb, pinfo, tree, offset, length)
+      dissect_message(tvb, pinfo, tree, offset, length, from_unit)
     else
       malformed(tree, pinfo, "idx is out of range")
     end
@@ -756,7 +759,7 @@ local function dissect_pdu(tvb, pinfo, tree, offset, direction)
     option:add(f.opt_number, tvb(position, 1))
     option:add_le(f.opt_length, tvb(position + 1, 2))
     if spec and whole then
-      local value = dissect_option(tvb, pinfo, option, position + 3, number, size, spec, direction)
+      local value = dissect_option(tvb, pinfo, option, position + 3, size, spec, direction == UNIT)
       values[number] = value
     elseif size > 0 then
       option:add(f.opt_value, tvb(position + 3, size))
