@@ -3,12 +3,15 @@
 
 #include <arpa/inet.h>
 
+#include <sstream>
 #include <string>
 
 #include "bkcom/Actions.h"
 #include "bkcom/Events.h"
 #include "common/Buffer.h"
+#include "data/Database.h"
 #include "quorlan/Message.h"
+#include "velarnctl/DbDump.h"
 #include "velarnctl/Meanings.h"
 #include "velarnctl/MsgJson.h"
 #include "velarnctl/NavFormat.h"
@@ -157,6 +160,29 @@ TEST(PcapWriterTest, RecordsAreIpv4PacketsWithAValidHeader) {
   EXPECT_EQ(std::string("\x45\x00\x00\x1f\x00\x09\x40\x00\x40\x11", 10), ip.substr(0, 10));
   EXPECT_EQ(std::string("\xc0\xa8\x01\x01\xc0\xa8\x01\x02\xb7\x99\xb7\x98\x00\x0b\x00\x00\x42\x84\x07", 19),
             ip.substr(12));
+}
+
+TEST(DbDumpTest, RawKeepsTheStoredNumbersWhereReadableNamesThem) {
+  data::Database database("");
+  data::Order order(1001, "A1", "x");
+  order.type = data::Order::Type3;
+  order.state = static_cast<data::Order::State>(9);
+  order.activeState = 4;
+  order.arrivalTime = 1700000000;
+  order.destination = data::Position(-48137154, 11576124);
+  database.orders.insert({order.id, order});
+  std::ostringstream readable;
+  std::ostringstream raw;
+  velarnctl::PrintDatabase(readable, database);
+  velarnctl::PrintDatabase(raw, database, OutputForm::Raw);
+  for (const char* expected : {" 9 (active)\n", " 3 (office type 1)\n", " 4 (bit 2)\n",
+                               " -48.137154, 11.576124\n", " 2023-11-14 22:13:20 UTC (1700000000)\n"}) {
+    EXPECT_NE(std::string::npos, readable.str().find(expected)) << expected;
+  }
+  for (const char* expected : {" 9\n", " 3\n", " 4\n", " -48137154, 11576124\n", " 1700000000\n"}) {
+    EXPECT_NE(std::string::npos, raw.str().find(expected)) << expected;
+  }
+  EXPECT_EQ(std::string::npos, raw.str().find("UTC"));
 }
 
 }  // namespace

@@ -15,21 +15,23 @@ namespace velarnctl {
 namespace {
 
 const char kUsage[] =
-    "usage: velarnctl db dump FILE [--json]\n"
+    "usage: velarnctl db dump FILE [--raw|--json]\n"
     "       velarnctl db init FILE [--force]\n\n"
     "commands:\n"
     "  dump    print a database file: orders, text messages, statuses, working\n"
-    "          time, configuration, unit and navigation records; --json for\n"
-    "          machines (times as stored: seconds or milliseconds since 1970)\n"
+    "          time, configuration, unit and navigation records; --raw for the\n"
+    "          stored numbers alone, --json for machines (times as stored:\n"
+    "          seconds or milliseconds since 1970)\n"
     "  init    write a new, empty database to FILE (mode 0666); an existing\n"
     "          file is kept unless --force is given\n\n"
     "The file format is described in docs/database-format.md.\n";
 
 const char kDumpUsage[] =
-    "usage: velarnctl db dump FILE [--json]\n\n"
+    "usage: velarnctl db dump FILE [--raw|--json]\n\n"
     "Prints every record of the database file FILE. Fails (status 1) if the\n"
     "file is missing, unreadable or damaged, telling why.\n\n"
     "options:\n"
+    "  --raw     the stored numbers alone, without dates and names\n"
     "  --json    one JSON object, members named as in the code\n";
 
 const char kInitUsage[] =
@@ -86,7 +88,7 @@ int RunDump(const std::vector<std::string>& args) {
   std::string file;
   std::vector<std::string> flags;
   int status = 0;
-  if (!ParseArguments(args, {"--json"}, file, flags, kDumpUsage, status)) {
+  if (!ParseArguments(args, {"--json", "--raw"}, file, flags, kDumpUsage, status)) {
     return status;
   }
   data::Database database(file);
@@ -97,7 +99,7 @@ int RunDump(const std::vector<std::string>& args) {
               << '\n';
   } else {
     std::cout << "database " << file << '\n';
-    PrintDatabase(std::cout, database);
+    PrintDatabase(std::cout, database, Has(flags, "--raw") ? OutputForm::Raw : OutputForm::Readable);
   }
   return 0;
 }
