@@ -174,7 +174,7 @@ TEST(DbDumpTest, RawKeepsTheStoredNumbersWhereReadableNamesThem) {
   std::ostringstream readable;
   std::ostringstream raw;
   velarnctl::PrintDatabase(readable, database);
-  velarnctl::PrintDatabase(raw, database, OutputForm::Raw);
+  velarnctl::PrintDatabase(raw, database, 9, OutputForm::Raw);
   for (const char* expected : {" 9 (active)\n", " 3 (office type 1)\n", " 4 (bit 2)\n",
                                " -48.137154, 11.576124\n", " 2023-11-14 22:13:20 UTC (1700000000)\n"}) {
     EXPECT_NE(std::string::npos, readable.str().find(expected)) << expected;

@@ -151,10 +151,16 @@ void AddInboxEntry(nlohmann::json& json, const data::InboxEntry& entry) {
 
 }  // namespace
 
-void PrintDatabase(std::ostream& out, const data::Database& database, OutputForm form) {
+void PrintDatabase(std::ostream& out, const data::Database& database, unsigned sections, OutputForm form) {
+  if (sections == 0) {
+    return;
+  }
   out << "orders (" << database.orders.size() << ")\n";
   for (const auto& entry : database.orders) {
     PrintOrder(out, entry.second, form);
+  }
+  if (sections <= 1) {
+    return;
   }
   out << "text messages (" << database.textMessages.size() << ")\n";
   for (const auto& entry : database.textMessages) {
@@ -164,8 +170,17 @@ void PrintDatabase(std::ostream& out, const data::Database& database, OutputForm
     PrintInboxEntry(out, message, form);
     Line(out, 4, "text", Quote(message.text));
   }
+  if (sections <= 2) {
+    return;
+  }
   PrintStatuses(out, "statuses", database.statuses);
+  if (sections <= 3) {
+    return;
+  }
   PrintStatuses(out, "order statuses", database.orderStatuses);
+  if (sections <= 4) {
+    return;
+  }
 
   const data::WorkingTimeReporting& clock = database.workingTime;
   out << "working time\n";
@@ -177,9 +192,15 @@ void PrintDatabase(std::ostream& out, const data::Database& database, OutputForm
   Line(out, 2, "end of work", Time(form, clock.GetEndOfWork()));
   Line(out, 2, "start of last pause", Time(form, clock.GetStartOfLastPause()));
   Line(out, 2, "end of last pause", Time(form, clock.GetEndOfLastPause()));
+  if (sections <= 5) {
+    return;
+  }
   out << "sort keys\n";
   Line(out, 2, "last key", std::to_string(database.sortKeys.Current()));
 
+  if (sections <= 6) {
+    return;
+  }
   const data::ConfigParameters& config = database.config;
   out << "configuration\n";
   Line(out, 2, "configured", YesNo(config.configured));
@@ -196,6 +217,9 @@ void PrintDatabase(std::ostream& out, const data::Database& database, OutputForm
   Line(out, 2, "reset mode", std::to_string(config.resetMode));
   Line(out, 2, "new session boundary", std::to_string(config.newSessionBoundary));
 
+  if (sections <= 7) {
+    return;
+  }
   const data::VelarnParameters& velarn = database.velarn;
   out << "unit\n";
   Line(out, 2, "link lost at", TimeMs(form, velarn.linkLostAt));
@@ -216,6 +240,9 @@ void PrintDatabase(std::ostream& out, const data::Database& database, OutputForm
   Line(out, 4, "trip duration", std::to_string(logbook.tripDuration));
   Line(out, 4, "trip distance", std::to_string(logbook.tripDistance));
 
+  if (sections <= 8) {
+    return;
+  }
   const data::ZUParameters& zu = database.zu;
   out << "navigation\n";
   Line(out, 2, "driver id", std::to_string(zu.driverId));
