@@ -177,7 +177,8 @@ int Converse(NavSession& session, NavActionParser& parser, bool stay) {
   std::string line;
   const auto complain = [&](const std::string& text) {
     std::cout.flush();
-    std::cerr << "velarnctl nav: line " << lineNumber << ": " << text << std::endl;
+    // One write, so that the line stays whole beside the receiving thread's.
+    std::cerr << ("velarnctl nav: line " + std::to_string(lineNumber) + ": " + text + "\n") << std::flush;
     badLine = true;
   };
   for (;;) {
@@ -236,8 +237,9 @@ int Converse(NavSession& session, NavActionParser& parser, bool stay) {
         }
         if (waited == NavSession::WaitResult::TimedOut) {
           session.Note("wait timed out: " + pattern);
-          std::cerr << "velarnctl nav: line " << lineNumber << ": nothing matched \"" << pattern
-                    << "\" in time" << std::endl;
+          std::cerr << ("velarnctl nav: line " + std::to_string(lineNumber) + ": nothing matched \"" +
+                        pattern + "\" in time\n")
+                    << std::flush;
           return kStatusWaitTimedOut;
         }
       } else {
