@@ -665,9 +665,9 @@ local function dissect_gps_block(tvb, pinfo, tree, offset, length)
   end
 end
 
-local function dissect_option(tvb, pinfo, tree, offset, length, spec, from_unit)
-  local kind = spec[3]
-  local field = f["opt:" .. spec[1]]
+local function dissect_option(tvb, pinfo, tree, offset, length, known_option, from_unit)
+  local kind = known_option[3]
+  local field = f["opt:" .. known_option[1]]
   local range = tvb(offset, length)
   local size = SIZES[kind]
   if size and size ~= length then
@@ -694,7 +694,7 @@ local function dissect_option(tvb, pinfo, tree, offset, length, spec, from_unit)
     dissect_gps_block(tvb, pinfo, block, offset, length)
     return true
   end
-  local meaning = spec[4]
+  local meaning = known_option[4]
   if kind == "bool1" then
     meaning = function(v) return v == 1 and "true" or "false" end
   elseif kind == "bool0" then
@@ -752,14 +752,14 @@ local function dissect_pdu(tvb, pinfo, tree, offset, direction)
     end
     local number = tvb(position, 1):uint()
     local size = tvb(position + 1, 2):le_uint()
-    local spec = pdu and pdu[3] and pdu[3][number]
+    local known_option = pdu and pdu[3] and pdu[3][number]
     local option = subtree:add(f.opt, tvb(position, 3 + size))
-    option:set_text(string.format("Option %d: %s (%d byte%s)", number, spec and spec[2] or "unknown", size,
+    option:set_text(string.format("Option %d: %s (%d byte%s)", number, known_option and known_option[2] or "unknown", size,
                                   size == 1 and "" or "s"))
     option:add(f.opt_number, tvb(position, 1))
     option:add_le(f.opt_length, tvb(position + 1, 2))
-    if spec and whole then
-      local value = dissect_option(tvb, pinfo, option, position + 3, size, spec, direction == UNIT)
+    if known_option and whole then
+      local value = dissect_option(tvb, pinfo, option, position + 3, size, known_option, direction == UNIT)
       values[number] = value
     elseif size > 0 then
       option:add(f.opt_value, tvb(position + 3, size))
