@@ -211,10 +211,16 @@ void AddInboxEntry(nlohmann::json& json, const data::InboxEntry& entry) {
 
 }  // namespace
 
-void PrintDatabase(std::ostream& out, const data::Database& database) {
+void PrintDatabase(std::ostream& out, const data::Database& database, unsigned sections) {
+  if (sections == 0) {
+    return;
+  }
   out << "orders (" << database.orders.size() << ")\n";
   for (const auto& entry : database.orders) {
     PrintOrder(out, entry.second);
+  }
+  if (sections <= 1) {
+    return;
   }
   out << "text messages (" << database.textMessages.size() << ")\n";
   for (const auto& entry : database.textMessages) {
@@ -224,8 +230,17 @@ void PrintDatabase(std::ostream& out, const data::Database& database) {
     PrintInboxEntry(out, message);
     Line(out, 4, "text", Quote(message.text));
   }
+  if (sections <= 2) {
+    return;
+  }
   PrintStatuses(out, "statuses", database.statuses);
+  if (sections <= 3) {
+    return;
+  }
   PrintStatuses(out, "order statuses", database.orderStatuses);
+  if (sections <= 4) {
+    return;
+  }
 
   const data::WorkingTimeReporting& clock = database.workingTime;
   out << "working time\n";
@@ -237,9 +252,15 @@ void PrintDatabase(std::ostream& out, const data::Database& database) {
   Line(out, 2, "end of work", Time(clock.GetEndOfWork()));
   Line(out, 2, "start of last pause", Time(clock.GetStartOfLastPause()));
   Line(out, 2, "end of last pause", Time(clock.GetEndOfLastPause()));
+  if (sections <= 5) {
+    return;
+  }
   out << "sort keys\n";
   Line(out, 2, "last key", std::to_string(database.sortKeys.Current()));
 
+  if (sections <= 6) {
+    return;
+  }
   const data::ConfigParameters& config = database.config;
   out << "configuration\n";
   Line(out, 2, "configured", YesNo(config.configured));
@@ -255,6 +276,9 @@ void PrintDatabase(std::ostream& out, const data::Database& database) {
   Line(out, 2, "reset mode", std::to_string(config.resetMode));
   Line(out, 2, "new session boundary", std::to_string(config.newSessionBoundary));
 
+  if (sections <= 7) {
+    return;
+  }
   const data::VelarnParameters& velarn = database.velarn;
   out << "unit\n";
   Line(out, 2, "link lost at", TimeMs(velarn.linkLostAt));
@@ -275,6 +299,9 @@ void PrintDatabase(std::ostream& out, const data::Database& database) {
   Line(out, 4, "trip duration", std::to_string(logbook.tripDuration));
   Line(out, 4, "trip distance", std::to_string(logbook.tripDistance));
 
+  if (sections <= 8) {
+    return;
+  }
   const data::ZUParameters& zu = database.zu;
   out << "navigation\n";
   Line(out, 2, "driver id", std::to_string(zu.driverId));
