@@ -5,7 +5,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <string>
 
 #include "common/Exceptions.h"
@@ -75,17 +74,17 @@ std::vector<std::string> ReadDatabaseFile(const std::string& path, Database& dat
 
 std::string KeepDamagedFile(const std::string& path) {
   // A link at path is the operator's way of putting the file elsewhere: the
-  // file it points to is kept aside beside itself, and the link stays.
-  std::string file = path;
-  struct stat status {};
-  if (::lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode)) {
-    char* resolved = ::realpath(path.c_str(), nullptr);
-    if (resolved == nullptr) {
-      return std::string();
-    }
-    file = resolved;
-    ::free(resolved);
+  // file it points to is kept aside beside itself, and the link stays. Only
+  // a link of the operator's, as for saving (common/ReplaceFile.h): one that
+  // somebody else planted is no file of ours, and what it names is never
+  // moved; the save then replaces the link.
+  std::string file;
+  try {
+    file = common::FollowOwnLinks(path);
+  } catch (const std::exception&) {
+    return std::string();
   }
+  struct stat status {};
   // Nothing to keep in a missing or empty file, and folders, pipes and
   // devices aren't ours to move.
   if (::lstat(file.c_str(), &status) != 0 || !S_ISREG(status.st_mode) || status.st_size == 0) {
