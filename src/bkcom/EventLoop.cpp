@@ -1,6 +1,6 @@
 #include "bkcom/EventLoop.h"
 
-#include <unistd.h>
+#include <chrono>
 
 #include <boost/thread/locks.hpp>
 
@@ -60,6 +60,10 @@ class RunGuard {
 
 }  // namespace
 
+int EventLoop::DefaultLibraryTimeout() {
+  return CBrenikCommunicationServer::CanWake() ? kWakeableLibraryTimeout : kLibraryTimeout;
+}
+
 EventLoop::EventLoop(int libraryTimeout) : libraryTimeout(libraryTimeout) {}
 
 void EventLoop::Run(ABKComEventHandler& handler, const std::string& address) {
@@ -82,6 +86,7 @@ void EventLoop::Run(ABKComEventHandler& handler, const std::string& address) {
       if (!server.Create(libraryTimeout)) {
         stop = true;  // for want of resources: the service ends
       }
+      WaitIn(&server, nullptr);
       while (!stop) {
         if (server.Listen(address.c_str())) {
           break;
@@ -94,6 +99,7 @@ void EventLoop::Run(ABKComEventHandler& handler, const std::string& address) {
           Pause();
         }
       }
+      WaitIn(nullptr, nullptr);
       server.Destroy();
     }
     if (accepted) {
@@ -110,6 +116,7 @@ void EventLoop::Serve(ABKComEventHandler& handler, CBrenikCommunicationClient& c
     connectionLost = false;
     handler.OnClientConnected();
   }
+  WaitIn(nullptr, &connected);
   while (!connectionLost && !stop) {
     if (connected.Receive()) {
       connected.HandleReceived();  // an unknown or undecodable message is dropped, the connection stays
@@ -117,6 +124,7 @@ void EventLoop::Serve(ABKComEventHandler& handler, CBrenikCommunicationClient& c
       connectionLost = true;
     }
   }
+  WaitIn(nullptr, nullptr);
   {
     HookLock lock(handler, mutex);
     client = nullptr;
@@ -125,7 +133,25 @@ void EventLoop::Serve(ABKComEventHandler& handler, CBrenikCommunicationClient& c
   connected.Close();
 }
 
-void EventLoop::Stop() { stop = true; }
+void EventLoop::Stop() {
+  // Under waitMutex: the main thread either named its wait before, and is
+  // woken here, or names it after and then sees the flag.
+  std::lock_guard<std::mutex> lock(waitMutex);
+  stop = true;
+  if (waitingServer != nullptr) {
+    waitingServer->Wake();
+  }
+  if (waitingConnection != nullptr) {
+    waitingConnection->Wake();
+  }
+  stopped.notify_all();
+}
+
+void EventLoop::WaitIn(CBrenikCommunicationServer* server, CBrenikCommunicationClient* connection) {
+  std::lock_guard<std::mutex> lock(waitMutex);
+  waitingServer = server;
+  waitingConnection = connection;
+}
 
 void EventLoop::Send(CVelarnMessage& message) {
   boost::recursive_mutex::scoped_lock lock(mutex);
@@ -137,6 +163,9 @@ void EventLoop::Send(CVelarnMessage& message) {
   }
 }
 
-void EventLoop::Pause() { usleep(kPauseMicroseconds); }
+void EventLoop::Pause() {
+  std::unique_lock<std::mutex> lock(waitMutex);
+  stopped.wait_for(lock, std::chrono::microseconds(kPauseMicroseconds), [this] { return stop.load(); });
+}
 
 }  // namespace bkcom
