@@ -84,7 +84,9 @@ void ADaemon::Detach() {
 }
 
 void ADaemon::TakeLockFile(const std::string& path) {
-  const int fd = open(path.c_str(), O_RDWR | O_CREAT, 0640);
+  // Never through a link: the service runs as root, and a link planted here
+  // would have it truncate and write whatever file the link names.
+  const int fd = open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0640);
   if (fd == -1) {
     throw IOException("can't open lock-file", errno);
   }
