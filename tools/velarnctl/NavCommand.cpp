@@ -16,6 +16,7 @@
 #include "velarnctl/NavActions.h"
 #include "velarnctl/NavInput.h"
 #include "velarnctl/NavSession.h"
+#include "velarnctl/WholeLine.h"
 
 namespace velarnctl {
 
@@ -163,8 +164,7 @@ int Converse(NavSession& session, NavActionParser& parser, bool stay) {
   int lineNumber = 0;
   std::string line;
   const auto complain = [&](const std::string& text) {
-    std::cout.flush();
-    std::cerr << "velarnctl nav: line " << lineNumber << ": " << text << std::endl;
+    WriteWhole(std::cerr, "velarnctl nav: line " + std::to_string(lineNumber) + ": " + text + "\n");
     badLine = true;
   };
   for (;;) {
@@ -223,8 +223,8 @@ int Converse(NavSession& session, NavActionParser& parser, bool stay) {
         }
         if (waited == NavSession::WaitResult::TimedOut) {
           session.Note("wait timed out: " + pattern);
-          std::cerr << "velarnctl nav: line " << lineNumber << ": nothing matched \"" << pattern
-                    << "\" in time" << std::endl;
+          WriteWhole(std::cerr, "velarnctl nav: line " + std::to_string(lineNumber) + ": nothing matched \"" +
+                                    pattern + "\" in time\n");
           return kStatusWaitTimedOut;
         }
       } else {
@@ -262,8 +262,8 @@ int RunNav(const std::vector<std::string>& args) {
   NavSession session(parser, !options.manualInit, std::cout);
   if (!session.Connect(options.socket, options.connectTimeout)) {
     const int code = session.GetConnectError();
-    std::cerr << "velarnctl nav: can't connect to " << options.socket << ": " << BKMPErrorString(code)
-              << " (code " << code << ")" << std::endl;
+    WriteWhole(std::cerr, "velarnctl nav: can't connect to " + options.socket + ": " + BKMPErrorString(code) +
+                              " (code " + std::to_string(code) + ")\n");
     return kStatusGone;
   }
   session.Start();

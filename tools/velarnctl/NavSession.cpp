@@ -7,6 +7,7 @@
 #include "bkcom/VelarnMessage.h"
 #include "bkmp/bkmp.h"
 #include "velarnctl/NavFormat.h"
+#include "velarnctl/WholeLine.h"
 
 namespace velarnctl {
 
@@ -167,7 +168,7 @@ void NavSession::Close() {
   client.Close();
 }
 
-void NavSession::PrintLine(const std::string& line) { out << line << std::endl; }
+void NavSession::PrintLine(const std::string& line) { WriteWhole(out, line + "\n"); }
 
 void NavSession::MarkGone(const std::string& why) {
   if (!gone) {

@@ -1,5 +1,7 @@
 #include "velarnctl/UnitOutput.h"
 
+#include "velarnctl/WholeLine.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <ostream>
@@ -11,6 +13,7 @@ UnitOutput::UnitOutput(std::ostream& out, bool timestamps)
 
 void UnitOutput::Line(const std::string& text) {
   std::lock_guard<std::mutex> lock(mutex);
+  std::string whole;
   std::string::size_type begin = 0;
   for (;;) {
     const std::string::size_type end = text.find('\n', begin);
@@ -19,9 +22,9 @@ void UnitOutput::Line(const std::string& text) {
       const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
       char stamp[32];
       std::snprintf(stamp, sizeof(stamp), "[%8.3f] ", seconds);
-      out << stamp;
+      whole += stamp;
     }
-    out << line << '\n';
+    whole += line + '\n';
     unread.push_back(line);
     if (unread.size() > kKept) {
       unread.pop_front();
@@ -32,7 +35,7 @@ void UnitOutput::Line(const std::string& text) {
     }
     begin = end + 1;
   }
-  out.flush();
+  WriteWhole(out, whole);
   printed.notify_all();
 }
 
