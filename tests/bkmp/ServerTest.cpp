@@ -127,6 +127,20 @@ TEST_F(ServerTest, WhatIsntASocketIsNeverRemovedAndListenCanBeTriedAgain) {
   ExpectServes(server, later);
 }
 
+// A daemon started without standard input: its listening socket is then
+// descriptor 0, which is as good as any other.
+TEST_F(ServerTest, AServerOnDescriptorZeroServes) {
+  const int saved = dup(0);
+  ASSERT_LE(0, saved);
+  close(0);
+  ServerPtr server = ListeningServer(path, kSecond);
+  ASSERT_NE(nullptr, server);
+  ExpectServes(server.get(), path);
+  server.reset();
+  dup2(saved, 0);
+  close(saved);
+}
+
 TEST_F(ServerTest, DestroyRemovesOnlyItsOwnFileAndAcceptedConnectionsLiveOn) {
   ServerPtr server = ListeningServer(path, kSecond);
   ASSERT_NE(nullptr, server);
