@@ -11,6 +11,7 @@
 #include <string>
 
 #include "bkmp/Helpers.h"
+#include "support/NoStandardInput.h"
 #include "support/TempDir.h"
 
 namespace {
@@ -130,15 +131,10 @@ TEST_F(ServerTest, WhatIsntASocketIsNeverRemovedAndListenCanBeTriedAgain) {
 // A daemon started without standard input: its listening socket is then
 // descriptor 0, which is as good as any other.
 TEST_F(ServerTest, AServerOnDescriptorZeroServes) {
-  const int saved = dup(0);
-  ASSERT_LE(0, saved);
-  close(0);
+  testsupport::NoStandardInput closed;
   ServerPtr server = ListeningServer(path, kSecond);
   ASSERT_NE(nullptr, server);
   ExpectServes(server.get(), path);
-  server.reset();
-  dup2(saved, 0);
-  close(saved);
 }
 
 TEST_F(ServerTest, DestroyRemovesOnlyItsOwnFileAndAcceptedConnectionsLiveOn) {

@@ -1,9 +1,11 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <sstream>
 
 #include "common/Exceptions.h"
+#include "support/NoStandardInput.h"
 #include "support/TempDir.h"
 #include "support/Thrown.h"
 #include "velarn/ContextFile.h"
@@ -115,7 +117,14 @@ TEST(TransportContextTest, FileIsReplacedWholeWithModeForEveryone) {
   const mode_t previous = ::umask(022);
   const velarn::TransportLayerContext sample = Sample(), empty;
   velarn::WriteContextFile(path, &empty);
-  velarn::WriteContextFile(path, &sample);
+  {
+    // Without standard input the file is descriptor 0, and closed again.
+    testsupport::NoStandardInput closed;
+    velarn::WriteContextFile(path, &sample);
+    EXPECT_EQ(-1, ::fcntl(0, F_GETFD));
+    delete velarn::ReadContextFile(path);
+    EXPECT_EQ(-1, ::fcntl(0, F_GETFD));
+  }
   ::umask(previous);
   struct stat status {};
   ASSERT_EQ(0, ::stat(path.c_str(), &status));
