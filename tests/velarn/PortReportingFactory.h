@@ -1,5 +1,7 @@
 #pragma once
 
+#include <arpa/inet.h>
+
 #include "velarn/UDPLayer.h"
 #include "velarn/UDPLayerFactory.h"
 
