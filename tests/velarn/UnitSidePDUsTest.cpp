@@ -89,6 +89,8 @@ TEST(UnitSidePDUsTest, IncomingPDUsSurviveTheDaemonsDecoders) {
   auto message = DecodeAs<AppMsg_4_8>(wire);
   EXPECT_EQ(std::vector<int>({0x04, 0x01, 0x00}), Content(message->GetMessage()));
   EXPECT_TRUE(message->IsValid());
+  WriteServerMessage(Bytes({0x04, 0x01}), false, wire);
+  EXPECT_FALSE(DecodeAs<AppMsg_4_8>(wire)->IsValid());
   WriteNetworkRegistration('1', '2', wire);
   EXPECT_EQ(unsigned('2'), DecodeAs<AppMsg_4_A>(wire)->GetExtra());
   const common::Buffer value = Bytes({'1'});

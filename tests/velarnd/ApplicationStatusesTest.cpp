@@ -121,8 +121,9 @@ TEST(ApplicationStatusesTest, StatusesGoToTheServerFromTheirOwnListOnly) {
 
   // Id 1 in both lists with different texts, 2 only general, 3 only for orders.
   ReadTable(rig, {{1, "Start"}, {2, "Break"}, {31, "Arrived"}, {33, "Loading"}});
-  EXPECT_EQ(Lines({Ack(2, 1), "server 0x0501 StatusEventOutMsg time=T linkAge=-1 statusId=1 text=\"late\""}),
-            SendStatus(rig, 2, 1, "late"));
+  // A text of one character is a text.
+  EXPECT_EQ(Lines({Ack(2, 1), "server 0x0501 StatusEventOutMsg time=T linkAge=-1 statusId=1 text=\"L\""}),
+            SendStatus(rig, 2, 1, "L"));
   EXPECT_EQ(Lines({Ack(3, 1), "server 0x0501 StatusEventOutMsg time=T linkAge=-1 statusId=2"}),
             SendStatus(rig, 3, 2, ""));
   EXPECT_EQ(Lines({Ack(4, 2)}), SendStatus(rig, 4, 3, "x"));
@@ -131,10 +132,9 @@ TEST(ApplicationStatusesTest, StatusesGoToTheServerFromTheirOwnListOnly) {
       Lines({Ack(5, 1), "server 0x0502 OrderStatusEventOutMsg time=T linkAge=-1 statusId=3 orderId=1001"}),
       SendStatus(rig, 5, 3, "", 1001));
   EXPECT_EQ(
-      Lines(
-          {Ack(6, 1),
-           "server 0x0502 OrderStatusEventOutMsg time=T linkAge=-1 statusId=1 text=\"gate 2\" orderId=1001"}),
-      SendStatus(rig, 6, 1, "gate 2", 1001));
+      Lines({Ack(6, 1),
+             "server 0x0502 OrderStatusEventOutMsg time=T linkAge=-1 statusId=1 text=\"G\" orderId=1001"}),
+      SendStatus(rig, 6, 1, "G", 1001));
   EXPECT_EQ(Lines({Ack(7, 2)}), SendStatus(rig, 7, 2, "", 1001));  // a general status only
   EXPECT_EQ(Lines({Ack(8, 2)}), SendStatus(rig, 8, 3, "", 1002));  // no such order
   // The order, unread as it is, stays untouched.
