@@ -153,7 +153,8 @@ struct Rig {
   void StartUnit(const std::vector<std::string>& options = {}) {
     std::vector<std::string> argv = {VELARNCTL_BINARY, "unit",
                                      "--local",        "127.0.0.1:" + std::to_string(unitPort),
-                                     "--peer",         "127.0.0.1:" + std::to_string(rawFactory.Port())};
+                                     "--peer",         "127.0.0.1:" + std::to_string(rawFactory.Port()),
+                                     "--raw"};
     argv.insert(argv.end(), options.begin(), options.end());
     testsupport::ChildProcess::Options childOptions;
     childOptions.captureInput = true;

@@ -308,7 +308,7 @@ TEST(ApplicationCoreTest, UnitEventsBesideRepeatedConnectsNeitherDeadlockNorOver
     SCOPED_TRACE("round " + std::to_string(round));
     // No ASSERT here: the threads must be stopped below whatever happens.
     std::ostringstream transcript;
-    velarnctl::NavSession peer(parser, true, transcript);
+    velarnctl::NavSession peer(parser, true, transcript, velarnctl::OutputForm::Raw);
     if (!peer.Connect(address, 10s)) {
       ADD_FAILURE() << "nobody listens";
       break;

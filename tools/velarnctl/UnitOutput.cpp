@@ -1,5 +1,6 @@
 #include "velarnctl/UnitOutput.h"
 
+#include "velarnctl/Meanings.h"
 #include "velarnctl/WholeLine.h"
 
 #include <algorithm>
@@ -8,23 +9,33 @@
 
 namespace velarnctl {
 
-UnitOutput::UnitOutput(std::ostream& out, bool timestamps)
-    : out(out), timestamps(timestamps), start(std::chrono::steady_clock::now()) {}
+UnitOutput::UnitOutput(std::ostream& out, bool timestamps, bool json)
+    : out(out), timestamps(timestamps), json(json), start(std::chrono::steady_clock::now()) {}
 
-void UnitOutput::Line(const std::string& text) {
+void UnitOutput::Line(const std::string& text) { Emit(text, true); }
+
+void UnitOutput::Print(const std::string& text) { Emit(text, false); }
+
+void UnitOutput::Emit(const std::string& text, bool note) {
   std::lock_guard<std::mutex> lock(mutex);
-  std::string whole;
   std::string::size_type begin = 0;
+  std::string block;  // all lines, written at once
   for (;;) {
     const std::string::size_type end = text.find('\n', begin);
-    const std::string line = text.substr(begin, end == std::string::npos ? std::string::npos : end - begin);
+    std::string line = text.substr(begin, end == std::string::npos ? std::string::npos : end - begin);
+    if (json && note) {
+      line = JsonLine({{"note", line}});
+    }
     if (timestamps) {
       const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
       char stamp[32];
-      std::snprintf(stamp, sizeof(stamp), "[%8.3f] ", seconds);
-      whole += stamp;
+      // A JSON line is an object that has members: the stamp becomes its first.
+      std::snprintf(stamp, sizeof(stamp), json ? "{\"t\":%.3f," : "[%8.3f] ", seconds);
+      block += stamp + (json ? line.substr(1) : line);
+    } else {
+      block += line;
     }
-    whole += line + '\n';
+    block += '\n';
     unread.push_back(line);
     if (unread.size() > kKept) {
       unread.pop_front();
@@ -35,7 +46,7 @@ void UnitOutput::Line(const std::string& text) {
     }
     begin = end + 1;
   }
-  WriteWhole(out, whole);
+  WriteWhole(out, block);
   printed.notify_all();
 }
 
