@@ -1,13 +1,8 @@
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <thread>
-
+#include "support/ManualClock.h"
 #include "support/TempDir.h"
-#include "support/Wait.h"
 #include "velarnd/ApplicationHarness.h"
-
-using namespace std::chrono_literals;
 
 namespace {
 
@@ -24,18 +19,23 @@ bool FileHolds(const std::string& path, unsigned orders, unsigned textMessages) 
 TEST(ApplicationCheckpointTest, WritesChangesWhileRunningAndOnlyChanges) {
   testsupport::TempDir folder;
   const std::string path = folder.File("velarnd.db");
+  testsupport::ManualClock clock;
+  testsupport::ScopedClock installed(clock);
   velarndtest::ApplicationRig rig;
   rig.database.path = path;
+  const uint64_t checkpoint = velarnd::Application::kCheckpointMs;
 
   rig.application.OnStart();
   // Nothing changed yet: no file appears.
-  std::this_thread::sleep_for(std::chrono::milliseconds(velarnd::Application::kCheckpointMs + 500));
+  clock.Advance(2 * checkpoint);
   EXPECT_FALSE(FileHolds(path, 0, 0));
 
   velarndtest::NewOrder(rig, 7);
-  EXPECT_TRUE(testsupport::WaitUntil([&] { return FileHolds(path, 1, 0); }, 20s));
+  clock.Advance(checkpoint);
+  EXPECT_TRUE(FileHolds(path, 1, 0));
   velarndtest::NewText(rig, 3);
-  EXPECT_TRUE(testsupport::WaitUntil([&] { return FileHolds(path, 1, 1); }, 20s));
+  clock.Advance(checkpoint);
+  EXPECT_TRUE(FileHolds(path, 1, 1));
 
   // The stop writes whatever is left, at once.
   velarndtest::FromServer(rig, R"({"id": "CancelOrderInMsg", "nodes": {"1": 7}})");

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <regex>
 #include <sstream>
 #include <string>
@@ -18,6 +19,7 @@
 #include "common/Time.h"
 #include "quorlan/IntegerMessageNode.h"
 #include "quorlan/Message.h"
+#include "support/ManualClock.h"
 #include "support/TempDir.h"
 #include "support/Wait.h"
 #include "velarn/pdu/GPSFix.h"
@@ -219,44 +221,41 @@ TEST(ApplicationCoreTest, ServerMessagesThatDontParseAreReportedWithTheirTextAnd
 }
 
 TEST(ApplicationCoreTest, TheKeepAliveRunsAtTheNamedIntervalUntilZeroOrTheApplicationLeaves) {
+  testsupport::ManualClock clock;
+  testsupport::ScopedClock installed(clock);
   ApplicationRig rig;
-  boost::recursive_mutex& mutex = rig.application.GetMutex();  // the timer thread writes the log under it
   auto keepAlives = [&] {
-    boost::recursive_mutex::scoped_lock lock(mutex);
+    boost::recursive_mutex::scoped_lock lock(rig.application.GetMutex());
     return std::count(rig.log.lines.begin(), rig.log.lines.end(), "nav CKeepAliveEvent");
   };
-  auto clear = [&] {
-    boost::recursive_mutex::scoped_lock lock(mutex);
-    rig.log.Take();
-  };
   rig.application.OnStart();
-
+  // A beat every second, each one starting the next.
   Handshake(rig, "1.0.5", 1);
-  // It starts itself again after each beat.
-  EXPECT_TRUE(testsupport::WaitUntil([&] { return keepAlives() >= 2; }, 10s));
-
-  // An interval of 0 stops it. No beat may come within a window well over
-  // the one-second interval and the timer's tick.
-  Handshake(rig, "1.0.5", 0);
-  clear();
-  EXPECT_FALSE(testsupport::WaitUntil([&] { return keepAlives() > 0; }, 1600ms));
-
-  Handshake(rig, "1.0.5", 1);
-  EXPECT_TRUE(testsupport::WaitUntil([&] { return keepAlives() >= 1; }, 10s));
-  rig.application.OnClientDisconnected();
-  {
-    boost::recursive_mutex::scoped_lock lock(mutex);
-    EXPECT_EQ("driver Disconnect", rig.log.lines.back());
+  clock.Advance(999);
+  EXPECT_EQ(0, keepAlives());
+  clock.Advance(1);
+  EXPECT_EQ(1, keepAlives());
+  clock.Advance(1000);
+  EXPECT_EQ(2, keepAlives());
+  // An interval of 0, the application leaving, or a handshake in another
+  // version each stop it.
+  const std::vector<std::function<void()>> stops = {
+      [&] { Handshake(rig, "1.0.5", 0); },
+      [&] {
+        rig.application.OnClientDisconnected();
+        EXPECT_EQ("driver Disconnect", rig.log.lines.back());
+      },
+      [&] { Handshake(rig, "1.0.6", 1); },
+  };
+  for (size_t i = 0; i < stops.size(); ++i) {
+    if (i > 0) {
+      Handshake(rig, "1.0.5", 1);
+    }
+    stops[i]();
     rig.log.Take();
+    clock.Advance(5000);
+    EXPECT_EQ(0, keepAlives()) << "stop " << i;
   }
-  EXPECT_FALSE(testsupport::WaitUntil([&] { return keepAlives() > 0; }, 1600ms));
-
-  // A later handshake in another version stops a running keep-alive too.
-  Handshake(rig, "1.0.5", 1);
-  EXPECT_TRUE(testsupport::WaitUntil([&] { return keepAlives() >= 1; }, 10s));
-  Handshake(rig, "1.0.6", 1);
-  clear();
-  EXPECT_FALSE(testsupport::WaitUntil([&] { return keepAlives() > 0; }, 1600ms));
   rig.application.OnStop();
 }
 
