@@ -7,6 +7,7 @@
 
 #include "CatalogueFields.h"
 #include "bkcom/Actions.h"
+#include "bkcom/BrenikCommunicationMessage.h"
 #include "bkcom/Events.h"
 #include "bkcom/MessageCatalogue.h"
 #include "bkcom/Text.h"
@@ -199,6 +200,38 @@ TEST(MessagesTest, CopyTextCutsToTheBufferAndNotInsideACharacter) {
   EXPECT_STREQ("abc\xc3\xa9", small);
   bkcom::CopyText(small, "abc\xe2\x82\xac");  // three bytes don't fit in two
   EXPECT_STREQ("abc", small);
+}
+
+// The typed accessors of the wrapper, those no message class uses included:
+// each reads back what its setter wrote, and fails on a missing key.
+TEST(MessagesTest, WrapperAccessorsReadBackTheirValues) {
+  CBrenikCommunicationMessage m;
+  m.Create();
+  ASSERT_TRUE(m.SetInt8("a", -8) && m.SetUint8("b", 200) && m.SetInt16("c", -16000) &&
+              m.SetUint16("d", 65000) && m.SetInt32("e", -2000000000) && m.SetUint32("f", 4000000000u) &&
+              m.SetLong64("g", -(1ll << 40)) && m.SetBool("h", 1) && m.SetReal("i", 2.5) &&
+              m.SetStr("j", "text"));
+  int8_t a = 0;
+  uint8_t b = 0;
+  int16_t c = 0;
+  uint16_t d = 0;
+  int32_t e = 0;
+  uint32_t f = 0;
+  int64_t g = 0;
+  int h = 0;
+  double i = 0;
+  char j[8] = {};
+  ASSERT_TRUE(m.GetInt8("a", &a) && m.GetUint8("b", &b) && m.GetInt16("c", &c) && m.GetUint16("d", &d) &&
+              m.GetInt32("e", &e) && m.GetUint32("f", &f) && m.GetLong64("g", &g) && m.GetBool("h", &h) &&
+              m.GetReal("i", &i) && m.GetStr("j", j, sizeof(j)));
+  EXPECT_EQ("-8 200 -16000 65000 -2000000000 4000000000 -1099511627776 1 2.5 text",
+            std::to_string(a) + " " + std::to_string(b) + " " + std::to_string(c) + " " + std::to_string(d) +
+                " " + std::to_string(e) + " " + std::to_string(f) + " " + std::to_string(g) + " " +
+                std::to_string(h) + " 2.5 " + j);
+  EXPECT_EQ(2.5, i);
+  EXPECT_FALSE(m.GetInt8("x", &a) || m.GetUint8("x", &b) || m.GetInt16("x", &c) || m.GetUint16("x", &d) ||
+               m.GetInt32("x", &e) || m.GetUint32("x", &f) || m.GetLong64("x", &g) || m.GetBool("x", &h) ||
+               m.GetReal("x", &i) || m.GetStr("x", j, sizeof(j)));
 }
 
 }  // namespace

@@ -40,7 +40,6 @@ std::unique_ptr<CVelarnMessage> FromCatalogue(const MessageInfo& info) {
 // dispatched to its own overload; the daemon's own messages are dropped.
 TEST(RegistryTest, MakesAndDispatchesExactlyTheIncomingClasses) {
   CVelarnMessageRegistry& registry = CVelarnMessageRegistry::Instance();
-  EXPECT_EQ(&registry, &CVelarnMessageRegistry::Instance());
   EXPECT_EQ(28, registry.GetCount());
 
   std::set<int> registered;
@@ -154,11 +153,6 @@ TEST(RegistryTest, SendEventGoesToTheSenderIfAnyAndSwallowsItsFailures) {
   handler.SetSender(nullptr);
   handler.SendEvent(keepAlive);
   EXPECT_EQ(2, sender.sent);
-
-  EXPECT_EQ(nullptr, handler.GetHookMutex());
-  boost::recursive_mutex mutex;
-  handler.SetHookMutex(&mutex);
-  EXPECT_EQ(&mutex, handler.GetHookMutex());
 }
 
 }  // namespace

@@ -175,6 +175,23 @@ TEST_F(ConnectionTest, SendsFromOtherThreadsRunBesideReceiveAndNeverInterleave) 
   EXPECT_EQ(kEach, next[1]);
 }
 
+// A frame larger than the socket's buffer leaves in several sends, each one
+// going on where the one before stopped.
+TEST_F(ConnectionTest, AFrameLargerThanTheSocketBufferArrivesWhole) {
+  Open(5 * kSecond, 5 * kSecond);
+  MessagePtr large = NewMessage();  // 12 texts of 60000 bytes
+  for (char key[] = "a"; key[0] < 'm'; ++key[0]) {
+    ASSERT_EQ(BKMP_OK, BKMPSetFieldStr(large.get(), key, std::string(60000, key[0]).c_str()));
+  }
+  int result = -1;
+  std::thread sender([&] { result = BKMPConnectionSend(client.get(), large.get()); });
+  MessagePtr received = ReceiveOne(accepted.get());
+  sender.join();
+  EXPECT_EQ(BKMP_OK, result);
+  ASSERT_NE(nullptr, received);
+  EXPECT_TRUE(Frame(large.get()) == Frame(received.get()));
+}
+
 TEST_F(ConnectionTest, APeerThatReadsNothingEndsASendInsteadOfBlockingIt) {
   Open(1000);
   MessagePtr large = Numbered(0, 0, 65535);

@@ -93,6 +93,10 @@ std::vector<std::pair<std::string, Bytes>> MalformedFrames() {
   Bytes cut = kExample;
   cut.pop_back();
   cut[8] -= 1;  // the body length follows, so the last character is cut
+  // The frame ends right behind the count of the wide text: nothing is left
+  // after a failed read, so only the read itself can refuse it.
+  Bytes bare(kExample.begin(), kExample.begin() + 59);
+  bare[8] = 59 - 12;
   return {
       {"bad magic", broken({{3, 'Q'}})},
       {"unknown version", broken({{4, 0x02}})},
@@ -113,6 +117,7 @@ std::vector<std::pair<std::string, Bytes>> MalformedFrames() {
       {"wide character a surrogate", broken({{59, 0x00}, {60, 0xD8}})},
       {"wide character above 0x10FFFF", broken({{61, 0x11}})},
       {"last value cut short", cut},
+      {"wide text without its characters", bare},
   };
 }
 

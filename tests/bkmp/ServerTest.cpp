@@ -11,6 +11,7 @@
 #include <string>
 
 #include "bkmp/Helpers.h"
+#include "support/NoStandardInput.h"
 #include "support/TempDir.h"
 
 namespace {
@@ -130,6 +131,15 @@ TEST_F(ServerTest, WhatIsntASocketIsNeverRemovedAndListenCanBeTriedAgain) {
   ASSERT_EQ(0, mkdir(dir.File("run").c_str(), 0700));
   ASSERT_EQ(BKMP_OK, BKMPServerListen(server, later.c_str()));
   ExpectServes(server, later);
+}
+
+// A daemon started without standard input: its listening socket is then
+// descriptor 0, which is as good as any other.
+TEST_F(ServerTest, AServerOnDescriptorZeroServes) {
+  testsupport::NoStandardInput closed;
+  ServerPtr server = ListeningServer(path, kSecond);
+  ASSERT_NE(nullptr, server);
+  ExpectServes(server.get(), path);
 }
 
 TEST_F(ServerTest, DestroyRemovesOnlyItsOwnFileAndAcceptedConnectionsLiveOn) {

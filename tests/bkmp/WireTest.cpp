@@ -96,6 +96,32 @@ TEST(WireTest, BeginningsAreIncompleteAndBadHeadersFailAtOnce) {
   }
 }
 
+// A frame whose body ends right behind the type of its only field: nothing
+// is left after the failed read of the value (or of a text's count), so only
+// that read itself can refuse the frame.
+TEST(WireTest, AFieldWithoutItsValueIsRefused) {
+  const std::pair<const char*, int (*)(BKMPMessage)> fields[] = {
+      {"int8", [](BKMPMessage m) { return BKMPSetFieldInt8(m, "k", 1); }},
+      {"uint8", [](BKMPMessage m) { return BKMPSetFieldUint8(m, "k", 1); }},
+      {"int16", [](BKMPMessage m) { return BKMPSetFieldInt16(m, "k", 1); }},
+      {"uint16", [](BKMPMessage m) { return BKMPSetFieldUint16(m, "k", 1); }},
+      {"int32", [](BKMPMessage m) { return BKMPSetFieldInt32(m, "k", 1); }},
+      {"long64", [](BKMPMessage m) { return BKMPSetFieldLong64(m, "k", 1); }},
+      {"bool", [](BKMPMessage m) { return BKMPSetFieldBool(m, "k", 1); }},
+      {"real", [](BKMPMessage m) { return BKMPSetFieldReal(m, "k", 1.5); }},
+      {"str", [](BKMPMessage m) { return BKMPSetFieldStr(m, "k", "x"); }},
+      {"unistr", [](BKMPMessage m) { return BKMPSetFieldUniStr(m, "k", L"x"); }},
+  };
+  for (const auto& [type, set] : fields) {
+    MessagePtr message = NewMessage();
+    ASSERT_EQ(BKMP_OK, set(message.get())) << type;
+    Bytes bare = Frame(message.get());
+    bare.resize(15);  // the header, the key's length, the key "k" and the type
+    bare[8] = 3;      // the body's length: those three bytes
+    EXPECT_EQ(BKMP_E_PROTOCOL, Decode(bare)) << type;
+  }
+}
+
 TEST(WireTest, FramesAndWideTextsAreBounded) {
   // Sixteen of the longest wide texts don't fit in one frame: length 0.
   MessagePtr message = NewMessage();

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "common/Exceptions.h"
-#include "common/Singleton.h"
+#include "support/Thrown.h"
 #include "support/Wait.h"
 
 namespace {
@@ -90,19 +90,9 @@ TEST(ActiveTieTest, FailingHandlerDoesntEndTheWorker) {
 TEST(ActiveTieTest, MisuseOfStartAndStopKeepsTheState) {
   Recorder recorder;
   Tie tie(&recorder);
-  try {
-    tie.Stop();
-    FAIL();
-  } catch (const InvalidOperationException& error) {
-    EXPECT_STREQ("thread was stopped", error.what());
-  }
+  EXPECT_EQ("thread was stopped", testsupport::Thrown<InvalidOperationException>([&] { tie.Stop(); }));
   tie.Start();
-  try {
-    tie.Start();
-    FAIL();
-  } catch (const InvalidOperationException& error) {
-    EXPECT_STREQ("thread was started", error.what());
-  }
+  EXPECT_EQ("thread was started", testsupport::Thrown<InvalidOperationException>([&] { tie.Start(); }));
   tie.Post(new Event(5));
   tie.Stop();
   EXPECT_EQ(std::vector<int>{5}, recorder.Seen());
@@ -118,18 +108,6 @@ TEST(ActiveTieTest, UndeliveredEventsAreDeletedWithTheTie) {
   }
   EXPECT_EQ(0, Event::alive);
   EXPECT_TRUE(recorder.Seen().empty());
-}
-
-class Only : public common::Singleton<Only, common::NullMutex> {
- public:
-  int value = 0;
-};
-
-TEST(SingletonTest, InstanceIsCreatedOnceAndKept) {
-  Only& first = Only::Instance();
-  first.value = 42;
-  EXPECT_EQ(&first, &Only::Instance());
-  EXPECT_EQ(42, Only::Instance().value);
 }
 
 }  // namespace

@@ -8,8 +8,11 @@
 
 #include "common/Buffer.h"
 #include "common/Exceptions.h"
+#include "support/Thrown.h"
 
 namespace {
+
+using testsupport::Thrown;
 
 sockaddr_in Loopback(uint16_t port = 0) {
   sockaddr_in address{};
@@ -30,20 +33,10 @@ TEST(UdpSocketTest, OpenAndCloseMisuse) {
   common::UdpSocket socket;
   socket.Open();
   const int fd = socket.GetDescriptor();
-  try {
-    socket.Open();
-    FAIL();
-  } catch (const InvalidOperationException& error) {
-    EXPECT_STREQ("socket is just open", error.what());
-  }
+  EXPECT_EQ("socket is just open", Thrown<InvalidOperationException>([&] { socket.Open(); }));
   EXPECT_EQ(fd, socket.GetDescriptor());
   socket.Close();
-  try {
-    socket.Close();
-    FAIL();
-  } catch (const InvalidOperationException& error) {
-    EXPECT_STREQ("port was closed", error.what());
-  }
+  EXPECT_EQ("port was closed", Thrown<InvalidOperationException>([&] { socket.Close(); }));
 }
 
 TEST(UdpSocketTest, ClosedSocketFailsInsteadOfWaiting) {
@@ -53,18 +46,12 @@ TEST(UdpSocketTest, ClosedSocketFailsInsteadOfWaiting) {
   sockaddr_in from{};
   for (int round = 0; round < 2; ++round) {
     buffer.Append(1);  // a failed receive empties it
-    try {
-      socket.SendTo(buffer, Loopback(9), 0);
-      FAIL() << "sent on a closed socket";
-    } catch (const IOException& error) {
-      EXPECT_EQ(0u, std::string(error.what()).find("can't write to socket (errno 9: ")) << error.what();
-    }
-    try {
-      socket.ReceiveFrom(buffer, from, 0);
-      FAIL() << "received on a closed socket";
-    } catch (const IOException& error) {
-      EXPECT_EQ(0u, std::string(error.what()).find("can't read from socket (errno 9: ")) << error.what();
-    }
+    EXPECT_EQ(0u, Thrown<IOException>([&] {
+                    socket.SendTo(buffer, Loopback(9), 0);
+                  }).find("can't write to socket (errno 9: "));
+    EXPECT_EQ(0u, Thrown<IOException>([&] {
+                    socket.ReceiveFrom(buffer, from, 0);
+                  }).find("can't read from socket (errno 9: "));
     socket.Open();
     socket.Close();
   }
@@ -76,12 +63,9 @@ TEST(UdpSocketTest, BindFailureCarriesErrno) {
   first.Bind(Loopback());
   common::UdpSocket second;
   second.Open();
-  try {
-    second.Bind(LocalAddress(first));
-    FAIL();
-  } catch (const IOException& error) {
-    EXPECT_EQ(0u, std::string(error.what()).find("can't bind socket (errno 98: ")) << error.what();
-  }
+  EXPECT_EQ(0u, Thrown<IOException>([&] {
+                  second.Bind(LocalAddress(first));
+                }).find("can't bind socket (errno 98: "));
 }
 
 TEST(UdpSocketTest, DatagramsArriveWholeAndEmptyDiffersFromTimeout) {

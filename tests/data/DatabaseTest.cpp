@@ -1,5 +1,6 @@
 #include "data/Database.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <gtest/gtest.h>
@@ -12,6 +13,7 @@
 #include "common/Exceptions.h"
 #include "data/DatabaseFile.h"
 #include "data/SampleDatabase.h"
+#include "support/NoStandardInput.h"
 #include "support/TempDir.h"
 
 namespace {
@@ -42,7 +44,13 @@ TEST(DatabaseTest, SaveReplacesTheFileAndLeavesNothingBeside) {
   testsupport::TempDir folder;
   const std::string path = folder.File("velarnd.db");
   Database first = testdata::FullDatabase(path);
-  ASSERT_TRUE(first.Save());
+  {
+    // Started without standard input, the file and its folder come as
+    // descriptor 0, which is as good as any, and is closed again.
+    testsupport::NoStandardInput closed;
+    ASSERT_TRUE(first.Save());
+    EXPECT_EQ(-1, fcntl(0, F_GETFD));
+  }
   const mode_t previous = umask(077);
   Database second(path);
   second.zu.driverId = 99;

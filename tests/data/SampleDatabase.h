@@ -16,11 +16,14 @@ namespace testdata {
 
 // 100 orders with 500-character texts, destinations and telephone books,
 // 100 text messages, both status lists, the working time in a pause and all
-// parameter records non-default. Deterministic: no clock is read.
-inline data::Database FullDatabase(const std::string& path = std::string()) {
+// parameter records non-default. Deterministic: no clock is read. Fewer and
+// shorter entries give the same kinds of record in a smaller file.
+inline data::Database FullDatabase(const std::string& path = std::string(), unsigned count = 100,
+                                   size_t textLength = 500) {
   data::Database database(path);
-  for (unsigned i = 1; i <= 100; ++i) {
-    data::Order order(1000 + i, "A-" + std::to_string(i), std::string(500, static_cast<char>('a' + i % 26)));
+  for (unsigned i = 1; i <= count; ++i) {
+    data::Order order(1000 + i, "A-" + std::to_string(i),
+                      std::string(textLength, static_cast<char>('a' + i % 26)));
     order.sortKey = database.sortKeys.Next();
     order.arrivalTime = 1700000000 + i;
     order.lastChangeTime = 1700001000 + i;
@@ -33,7 +36,7 @@ inline data::Database FullDatabase(const std::string& path = std::string()) {
     order.plannedArrival = 1700005000 + i;
     order.telephoneBook = {{"+49 89 " + std::to_string(i), "office"}, {"+49 170 " + std::to_string(i), ""}};
     database.orders.insert({order.id, order});
-    data::TextMessage message(5000 + i, std::string(500, static_cast<char>('A' + i % 26)));
+    data::TextMessage message(5000 + i, std::string(textLength, static_cast<char>('A' + i % 26)));
     message.sortKey = database.sortKeys.Next();
     message.arrivalTime = 1700002000 + i;
     message.lastChangeTime = 1700003000 + i;

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "common/Exceptions.h"
 #include "quorlan/MessageCodec.h"
@@ -105,20 +106,22 @@ TEST(OutgoingMessagesTest, EventHeaderWithBothPositionsAndOptionalKeys) {
   event.logbookMode.SetValue(2);
   event.text.SetValue("on the way");
   const Message tree = Decoded(event);
-  EXPECT_EQ(-1, IntegerAt(tree, "2"));
   EXPECT_TRUE(boost::dynamic_pointer_cast<quorlan::BoolMessageNode>(tree.GetNode("3/1"))->GetValue());
-  EXPECT_EQ(48137000, IntegerAt(tree, "3/2"));
-  EXPECT_EQ(-11575000, IntegerAt(tree, "3/3"));
-  EXPECT_EQ(790000000, IntegerAt(tree, "3/4"));
-  EXPECT_EQ(7, IntegerAt(tree, "3/5"));
-  EXPECT_EQ(90, IntegerAt(tree, "3/6"));
-  EXPECT_EQ(515, IntegerAt(tree, "3/7"));
   EXPECT_FALSE(boost::dynamic_pointer_cast<quorlan::BoolMessageNode>(tree.GetNode("4/1"))->GetValue());
-  EXPECT_EQ(-1, IntegerAt(tree, "4/2"));
-  EXPECT_EQ(123456, IntegerAt(tree, "5"));
-  EXPECT_EQ(0, IntegerAt(tree, "6"));
-  EXPECT_EQ(2, IntegerAt(tree, "7"));
-  EXPECT_EQ(12, IntegerAt(tree, "129"));
+  for (const auto& node : std::vector<std::pair<const char*, int64_t>>{{"2", -1},
+                                                                       {"3/2", 48137000},
+                                                                       {"3/3", -11575000},
+                                                                       {"3/4", 790000000},
+                                                                       {"3/5", 7},
+                                                                       {"3/6", 90},
+                                                                       {"3/7", 515},
+                                                                       {"4/2", -1},
+                                                                       {"5", 123456},
+                                                                       {"6", 0},
+                                                                       {"7", 2},
+                                                                       {"129", 12}}) {
+    EXPECT_EQ(node.second, IntegerAt(tree, node.first)) << node.first;
+  }
   EXPECT_EQ("on the way", StringAt(tree, "130"));
   EXPECT_EQ(9u, tree.GetCount());
 

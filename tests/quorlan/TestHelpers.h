@@ -18,6 +18,7 @@
 #include "quorlan/NullMessageNode.h"
 #include "quorlan/StringMessageNode.h"
 #include "quorlan/StructMessageNode.h"
+#include "support/Thrown.h"
 
 // Byte strings and trees for the tests of server messages. Bytes are written
 // as in the protocol's tables: Bytes({0x04, 0x04, ...}), Hex(buffer) gives
@@ -81,17 +82,7 @@ inline quorlan::MessageNodePtr ByteArray(const common::Buffer& value) {
   return boost::make_shared<quorlan::ByteArrayMessageNode>(value);
 }
 
-// The what() of the exception of type E that call throws, "no failure" if
-// it returns. Any other exception type escapes and fails the test.
-template <class E, class F>
-std::string Thrown(F call) {
-  try {
-    call();
-  } catch (const E& error) {
-    return error.what();
-  }
-  return "no failure";
-}
+using testsupport::Thrown;
 
 inline common::Buffer Tree(uint16_t id, Entries entries) {
   quorlan::Message message(id);

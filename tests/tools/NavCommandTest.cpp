@@ -53,84 +53,70 @@ TEST_F(NavCommandTest, AnswersTheHandshakeAndSendsEveryAction) {
   daemon.Start();
   std::unique_ptr<ChildProcess> nav =
       StartNav({"-k", "30", "--nc-version", "nc-2", "--nc-build", "77", "--snr", "SN1"});
-  nav->WriteInput(
-      "accept 1001\n"
-      "wait ^CAcknowledge ActionId=2 Error=1$\n"
-      "  # a comment, and an empty line\n"
-      "\n"
-      "reject 1001 too far\n"
-      "status 3 on my way\n"
-      "text hello  world \n"
-      "allitems\n"
-      "ack 2 2\n"
-      "features\n"
-      "wtstate\n"
-      "wt 4\n"
-      "connstate\n"
-      "statuslist 2\n"
-      "markread 1001\n"
-      "cancel 1002\n"
-      "start 1001\n"
-      "suspend 1001\n"
-      "resume 1001\n"
-      "complete 1001\n"
-      "orderstatus 1001 7 arrived\n"
-      "active 1001 2\n"
-      "delete 0x3e9\n"
-      "markreadmsg 55\n"
-      "deletemsg 56\n"
-      "logbook 3\n"
-      "driver 4711\n"
-      "suspendlink\n"
-      "navstate 2 1700000000 4200 52.5 13.25 5250001 -1\n"
-      "gps 5250000 -1340000 80 270 9 1700000100\n"
-      "nofix\n"
-      "raw 99 ActionId:uint32=5\n"
-      "raw 27 ActionId:uint32=700 OrderId:uint32=8\n"
-      "init 0.9\n"
-      "wait CAcknowledge ActionId=26 Error\n");
+  // Each input line and what the daemon receives for it ("" for none).
+  const std::vector<std::pair<std::string, std::string>> lines = {
+      {"",
+       "CBrenikInitVelarnAction ActionId=1 KAInterval=30 Version=1.0.5 NCVersion=nc-2 NCBuild=77 SNR=SN1"},
+      {"accept 1001", "CAcceptOrderAction ActionId=2 OrderId=1001"},
+      {"wait ^CAcknowledge ActionId=2 Error=1$", ""},
+      {"  # a comment, and an empty line", ""},
+      {"", ""},
+      {"reject 1001 too far", "CRejectOrderAction ActionId=3 OrderId=1001 Reason=too far"},
+      {"status 3 on my way", "CSendStatusAction ActionId=4 StatusId=3 Text=on my way"},
+      {"text hello  world ", "CSendTextMessageAction ActionId=5 Text=hello  world"},
+      {"allitems", "CGetAllItemsAction ActionId=6"},
+      {"ack 2 2", "CAcknowledge ActionId=2 Error=2"},
+      {"features", "CGetFeaturesInfoAction ActionId=7"},
+      {"wtstate", "CRequestWorkingTimeStateAction ActionId=8"},
+      {"wt 4", "CChangeWorkingTimeStateAction ActionId=9 Action=4"},
+      {"connstate", "CGetConnectionStateAction ActionId=10"},
+      {"statuslist 2", "CGetStatusListAction ActionId=11 Type=2"},
+      {"markread 1001", "CMarkReadOrderAction ActionId=12 OrderId=1001"},
+      {"cancel 1002", "CCancelOrderAction ActionId=13 OrderId=1002 Reason="},
+      {"start 1001", "CStartOrderAction ActionId=14 OrderId=1001"},
+      {"suspend 1001", "CSuspendOrderAction ActionId=15 OrderId=1001"},
+      {"resume 1001", "CResumeOrderAction ActionId=16 OrderId=1001"},
+      {"complete 1001", "CCompleteOrderAction ActionId=17 OrderId=1001"},
+      {"orderstatus 1001 7 arrived",
+       "CSendStatusOrderAction ActionId=18 OrderId=1001 StatusId=7 Text=arrived"},
+      {"active 1001 2", "CChangeActiveStateAction ActionId=19 OrderId=1001 NewActiveState=2"},
+      {"delete 0x3e9", "CDeleteOrderAction ActionId=20 OrderId=1001"},
+      {"markreadmsg 55", "CMarkReadTextMessageAction ActionId=21 MsgId=55"},
+      {"deletemsg 56", "CDeleteTextMessageAction ActionId=22 MsgId=56"},
+      {"logbook 3", "CChangeLogbookModeAction ActionId=23 NewMode=3"},
+      {"driver 4711", "CSetDriverIdAction ActionId=24 DriverId=4711"},
+      {"suspendlink", "CSuspendAction ActionId=25"},
+      {"navstate 2 1700000000 4200 52.5 13.25 5250001 -1",
+       "CNavigationStateEvent NavType=2 UDst_Lat=5250001 UDst_Long=-1 RDst_Lat=5250000 RDst_Long=1325000 "
+       "ETA=1700000000 Dist=4200"},
+      {"gps 5250000 -1340000 80 270 9 1700000100",
+       "CGPSEvent Val=1 Lat=5250000 Long=-1340000 TS=1700000100 Speed=80 Course=270 Sat=9"},
+      // nofix carries the time of the day: only the beginning is compared.
+      {"nofix", "CGPSEvent Val=0 Lat=0 Long=0 TS="},
+      {"raw 99 ActionId:uint32=5", ""},  // no class of id 99: dropped by the daemon
+      {"raw 27 ActionId:uint32=700 OrderId:uint32=8", "CAcceptOrderAction ActionId=700 OrderId=8"},
+      {"init 0.9",
+       "CBrenikInitVelarnAction ActionId=26 KAInterval=30 Version=0.9 NCVersion=nc-2 NCBuild=77 SNR=SN1"},
+      {"wait CAcknowledge ActionId=26 Error", ""},
+  };
+  std::string input;
+  std::vector<std::string> expected;
+  for (size_t i = 0; i < lines.size(); ++i) {
+    input += i > 0 ? lines[i].first + "\n" : "";
+    if (!lines[i].second.empty()) {
+      expected.push_back(lines[i].second);
+    }
+  }
+  nav->WriteInput(input);
   nav->CloseInput();
   EXPECT_EQ(0, ExitStatus(*nav)) << nav->Output();
-  const std::vector<std::string> expected = {
-      "CBrenikInitVelarnAction ActionId=1 KAInterval=30 Version=1.0.5 NCVersion=nc-2 NCBuild=77 SNR=SN1",
-      "CAcceptOrderAction ActionId=2 OrderId=1001",
-      "CRejectOrderAction ActionId=3 OrderId=1001 Reason=too far",
-      "CSendStatusAction ActionId=4 StatusId=3 Text=on my way",
-      "CSendTextMessageAction ActionId=5 Text=hello  world",
-      "CGetAllItemsAction ActionId=6",
-      "CAcknowledge ActionId=2 Error=2",
-      "CGetFeaturesInfoAction ActionId=7",
-      "CRequestWorkingTimeStateAction ActionId=8",
-      "CChangeWorkingTimeStateAction ActionId=9 Action=4",
-      "CGetConnectionStateAction ActionId=10",
-      "CGetStatusListAction ActionId=11 Type=2",
-      "CMarkReadOrderAction ActionId=12 OrderId=1001",
-      "CCancelOrderAction ActionId=13 OrderId=1002 Reason=",
-      "CStartOrderAction ActionId=14 OrderId=1001",
-      "CSuspendOrderAction ActionId=15 OrderId=1001",
-      "CResumeOrderAction ActionId=16 OrderId=1001",
-      "CCompleteOrderAction ActionId=17 OrderId=1001",
-      "CSendStatusOrderAction ActionId=18 OrderId=1001 StatusId=7 Text=arrived",
-      "CChangeActiveStateAction ActionId=19 OrderId=1001 NewActiveState=2",
-      "CDeleteOrderAction ActionId=20 OrderId=1001",
-      "CMarkReadTextMessageAction ActionId=21 MsgId=55",
-      "CDeleteTextMessageAction ActionId=22 MsgId=56",
-      "CChangeLogbookModeAction ActionId=23 NewMode=3",
-      "CSetDriverIdAction ActionId=24 DriverId=4711",
-      "CSuspendAction ActionId=25",
-      "CNavigationStateEvent NavType=2 UDst_Lat=5250001 UDst_Long=-1 RDst_Lat=5250000 RDst_Long=1325000 "
-      "ETA=1700000000 Dist=4200",
-      "CGPSEvent Val=1 Lat=5250000 Long=-1340000 TS=1700000100 Speed=80 Course=270 Sat=9",
-      "CAcceptOrderAction ActionId=700 OrderId=8",  // the raw one of id 99 was dropped
-      "CBrenikInitVelarnAction ActionId=26 KAInterval=30 Version=0.9 NCVersion=nc-2 NCBuild=77 SNR=SN1",
-  };
-  ASSERT_TRUE(daemon.WaitForReceived(expected.size() + 1)) << nav->Output();
+  ASSERT_TRUE(daemon.WaitForReceived(expected.size())) << nav->Output();
   std::vector<std::string> received = daemon.Received();
-  // nofix carries the time of the day: checked apart.
-  ASSERT_EQ(expected.size() + 1, received.size()) << nav->Output();
-  EXPECT_EQ(0u, received[28].find("CGPSEvent Val=0 Lat=0 Long=0 TS=")) << received[28];
-  received.erase(received.begin() + 28);
-  EXPECT_EQ(expected, received);
+  ASSERT_EQ(expected.size(), received.size()) << nav->Output();
+  for (size_t i = 0; i < expected.size(); ++i) {
+    const bool prefix = expected[i].compare(expected[i].size() - 3, 3, "TS=") == 0;
+    EXPECT_EQ(expected[i], prefix ? received[i].substr(0, expected[i].size()) : received[i]);
+  }
 
   // The tool's own lines: what it sent and what it got, one line each.
   const std::string output = nav->Output();
@@ -261,7 +247,7 @@ TEST_F(NavCommandTest, ManualInitLeavesTheHandshakeToTheScript) {
       daemon.Received());
 }
 
-TEST_F(NavCommandTest, HelpListsEveryActionAndArgumentsAreChecked) {
+TEST_F(NavCommandTest, HelpListsEveryAction) {
   const testsupport::RunResult help = testsupport::Run({VELARNCTL_BINARY, "nav", "--help"}, 10s);
   ASSERT_TRUE(help.finished);
   EXPECT_EQ(0, WEXITSTATUS(help.status));
@@ -269,20 +255,6 @@ TEST_F(NavCommandTest, HelpListsEveryActionAndArgumentsAreChecked) {
     if (info.direction != bkcom::Direction::Out) {
       EXPECT_NE(std::string::npos, help.output.find(info.className)) << info.className;
     }
-  }
-  EXPECT_NE(std::string::npos, help.output.find("wait REGEX [SECONDS]"));
-
-  for (const std::vector<std::string>& args : std::vector<std::vector<std::string>>{{"nav"},
-                                                                                    {"nav", "a", "b"},
-                                                                                    {"nav", "a", "--bogus"},
-                                                                                    {"nav", "a", "-k", "-1"},
-                                                                                    {"nav", "a", "-w"}}) {
-    std::vector<std::string> argv = {VELARNCTL_BINARY};
-    argv.insert(argv.end(), args.begin(), args.end());
-    const testsupport::RunResult result = testsupport::Run(argv, 10s);
-    ASSERT_TRUE(result.finished);
-    EXPECT_EQ(2, WEXITSTATUS(result.status)) << args.back() << ": " << result.output;
-    EXPECT_EQ(0u, result.output.find("velarnctl nav: ")) << result.output;
   }
 }
 

@@ -156,40 +156,65 @@ TEST(IncomingAppMsgsTest, GPSFixAndItsExtendedBlock) {
   PDUWriter writer(0x0701);
   writer.Byte(1, 'A').U32(2, static_cast<uint32_t>(-52370216)).U16(6, 125).U16(7, 3599).U32(9, 77);
   auto fix = DecodeAs<AppMsg_7_1>(Block(writer, FixExBlock(2, 2)));
-  const GPSFix& f = fix->GetFix();
-  EXPECT_EQ('A', f.status);
-  EXPECT_EQ(-52370216, f.latitude);
-  EXPECT_EQ(12, f.speed);  // 125 tenths, integer division
-  EXPECT_EQ(359, f.course);
-  EXPECT_EQ(77u, f.tripValue);
+  const GPSFix& f = fix->GetFix();  // speed: 125 tenths, integer division
+  EXPECT_EQ(std::vector<int64_t>({'A', -52370216, 12, 359, 77}),
+            std::vector<int64_t>({f.status, f.latitude, f.speed, f.course, f.tripValue}));
 
+  // Every field from its own place, in its own width and unit: divided by 10
+  // towards zero where the wire counts tenths, 0x33 and 0x35 not read.
   const GPSFixEx& x = fix->GetFixEx();
-  EXPECT_EQ(0x80, x.status);
-  EXPECT_EQ(0x83, x.opaque3);
-  EXPECT_EQ(-52300174, x.latitude);  // divided by 10, towards zero
-  EXPECT_EQ(static_cast<int32_t>(0x8B8A8988) / 10, x.longitude);
-  EXPECT_EQ(0x8F8E8D8Cu, x.time);
-  EXPECT_EQ(0x9190, x.speed);
-  EXPECT_EQ(0x9392, x.course);
-  EXPECT_EQ(1, x.hdop);
-  EXPECT_EQ(0x9796, x.magneticVariation);
-  EXPECT_EQ(0x98, x.magneticVariationDirection);
-  EXPECT_EQ(0x9B9A, x.opaque5);
-  EXPECT_EQ(static_cast<int32_t>(0xA3A2A1A0), x.opaque7);
-  EXPECT_EQ(0xABAAA9A8A7A6A5A4u, x.satelliteMask);
-  EXPECT_EQ(0xADAC / 10, x.pdop);
-  EXPECT_EQ(0xAFAE / 10, x.vdop);
-  EXPECT_EQ(0xB1B0, x.opaque8);
-  EXPECT_EQ(0xB2, x.fixType);
-  EXPECT_EQ(0xB4, x.opaque9);  // 0x33 and 0x35 aren't read
-  EXPECT_EQ(0xB6, x.fixMode);
-  EXPECT_EQ(2, x.satelliteCount);
-  EXPECT_EQ(0xB8, x.satellites[0].number);
-  EXPECT_EQ(0xB9, x.satellites[0].signal);
-  EXPECT_EQ(static_cast<int16_t>(0xBBBA), x.satellites[0].elevation);
-  EXPECT_EQ(0xBDBC, x.satellites[0].azimuth);
-  EXPECT_EQ(-5, x.satellites[1].elevation);
-  EXPECT_EQ(359, x.satellites[1].azimuth);
+  EXPECT_EQ(std::vector<int64_t>({0x80,
+                                  0x83,
+                                  -52300174,
+                                  static_cast<int32_t>(0x8B8A8988) / 10,
+                                  0x8F8E8D8C,
+                                  0x9190,
+                                  0x9392,
+                                  1,
+                                  0x9796,
+                                  0x98,
+                                  0x9B9A,
+                                  static_cast<int32_t>(0xA3A2A1A0),
+                                  static_cast<int64_t>(0xABAAA9A8A7A6A5A4u),
+                                  0xADAC / 10,
+                                  0xAFAE / 10,
+                                  0xB1B0,
+                                  0xB2,
+                                  0xB4,
+                                  0xB6,
+                                  2,
+                                  0xB8,
+                                  0xB9,
+                                  static_cast<int16_t>(0xBBBA),
+                                  0xBDBC,
+                                  -5,
+                                  359}),
+            std::vector<int64_t>({x.status,
+                                  x.opaque3,
+                                  x.latitude,
+                                  x.longitude,
+                                  x.time,
+                                  x.speed,
+                                  x.course,
+                                  x.hdop,
+                                  x.magneticVariation,
+                                  x.magneticVariationDirection,
+                                  x.opaque5,
+                                  x.opaque7,
+                                  static_cast<int64_t>(x.satelliteMask),
+                                  x.pdop,
+                                  x.vdop,
+                                  x.opaque8,
+                                  x.fixType,
+                                  x.opaque9,
+                                  x.fixMode,
+                                  x.satelliteCount,
+                                  x.satellites[0].number,
+                                  x.satellites[0].signal,
+                                  x.satellites[0].elevation,
+                                  x.satellites[0].azimuth,
+                                  x.satellites[1].elevation,
+                                  x.satellites[1].azimuth}));
   EXPECT_EQ(0xFF, x.satellites[2].number);  // past the count
 
   EXPECT_EQ(kWrongSize, Refusal(PDUWriter(0x0701).Byte(6, 125)));

@@ -1,11 +1,11 @@
 #pragma once
 
-#include <functional>
 #include <initializer_list>
 #include <string>
 #include <vector>
 
 #include "common/Buffer.h"
+#include "support/Thrown.h"
 
 namespace velarntest {
 
@@ -26,15 +26,6 @@ inline std::string Text(const common::Buffer& buffer) {
   return std::string(reinterpret_cast<const char*>(buffer.GetData()), buffer.GetSize());
 }
 
-// The text of the E that action throws, or "" if it throws nothing.
-template <class E>
-std::string Thrown(const std::function<void()>& action) {
-  try {
-    action();
-  } catch (const E& error) {
-    return error.what();
-  }
-  return "";
-}
+using testsupport::Thrown;
 
 }  // namespace velarntest

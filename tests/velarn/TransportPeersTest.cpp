@@ -1,8 +1,6 @@
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
+#include "support/Ports.h"
 #include "velarn/Packet.h"
 #include "velarn/TransportStack.h"
 
@@ -10,18 +8,6 @@ using linktest::Bytes;
 using linktest::TransportStack;
 
 namespace {
-
-// A free loopback port: bound, read back and released. The unit's stack
-// must know the device's address before either starts.
-uint16_t FreePort() {
-  const int fd = ::socket(AF_INET, SOCK_DGRAM, 0);
-  sockaddr_in address = linktest::Loopback();
-  ::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address));
-  socklen_t length = sizeof(address);
-  ::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length);
-  ::close(fd);
-  return ntohs(address.sin_port);
-}
 
 std::vector<std::string> Received(TransportStack& stack) {
   std::vector<std::string> payloads;
@@ -35,7 +21,7 @@ std::vector<std::string> Received(TransportStack& stack) {
 // against the device: both directions deliver every payload once and in
 // order across more than one wrap of the sequence numbers.
 TEST(TransportPeersTest, DeviceAndUnitSidesTalkThroughWrappingSequences) {
-  const sockaddr_in deviceAddress = linktest::Loopback("127.0.0.1", FreePort());
+  const sockaddr_in deviceAddress = linktest::Loopback("127.0.0.1", testsupport::FreeUdpPort());
   TransportStack unit(deviceAddress, velarn::TransportLayerImpl::Side::Unit);
   unit.Start();
   TransportStack device(unit.Address(), velarn::TransportLayerImpl::Side::Device, deviceAddress);

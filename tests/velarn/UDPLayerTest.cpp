@@ -5,6 +5,7 @@
 #include <mutex>
 
 #include "common/Exceptions.h"
+#include "support/Thrown.h"
 #include "support/Wait.h"
 #include "velarn/IRawDataReceiver.h"
 #include "velarn/ScriptedUnit.h"
@@ -17,6 +18,7 @@ using linktest::Frame;
 using linktest::Loopback;
 using linktest::ScriptedUnit;
 using linktest::TransportStack;
+using testsupport::Thrown;
 
 namespace {
 
@@ -40,16 +42,6 @@ class RecordingReceiver : public velarn::IRawDataReceiver {
   std::vector<Bytes> received;
 };
 
-template <class Exception>
-std::string Refusal(const std::function<void()>& action) {
-  try {
-    action();
-  } catch (const Exception& error) {
-    return error.what();
-  }
-  return "(nothing thrown)";
-}
-
 TEST(UDPLayerTest, StartStopRefusalsAndRestart) {
   boost::recursive_mutex mutex;
   ScriptedUnit unit;
@@ -57,16 +49,16 @@ TEST(UDPLayerTest, StartStopRefusalsAndRestart) {
   std::unique_ptr<velarn::ARawDataLayer> layer(factory.Create(mutex));
   auto* udp = dynamic_cast<velarn::UDPLayer*>(layer.get());
   ASSERT_NE(nullptr, udp);
-  EXPECT_EQ("UDPLayer was stopped", Refusal<InvalidOperationException>([&] { layer->Stop(); }));
+  EXPECT_EQ("UDPLayer was stopped", Thrown<InvalidOperationException>([&] { layer->Stop(); }));
   layer->Start();
-  EXPECT_EQ("UDPLayer was started", Refusal<InvalidOperationException>([&] { layer->Start(); }));
+  EXPECT_EQ("UDPLayer was started", Thrown<InvalidOperationException>([&] { layer->Start(); }));
   const sockaddr_in bound = udp->GetBoundAddress();
   EXPECT_NE(0, bound.sin_port);
 
   // A second layer on the same address can't bind; it stays stopped.
   velarn::UDPLayer other(mutex, bound, unit.Address());
-  EXPECT_EQ(0u, Refusal<IOException>([&] { other.Start(); }).find("can't bind socket (errno "));
-  EXPECT_EQ("UDPLayer was stopped", Refusal<InvalidOperationException>([&] { other.Stop(); }));
+  EXPECT_EQ(0u, Thrown<IOException>([&] { other.Start(); }).find("can't bind socket (errno "));
+  EXPECT_EQ("UDPLayer was stopped", Thrown<InvalidOperationException>([&] { other.Stop(); }));
 
   // Stopped and started again on the same port; destroying a started layer
   // stops it and frees the port.

@@ -89,6 +89,8 @@ TEST(UnitSidePDUsTest, IncomingPDUsSurviveTheDaemonsDecoders) {
   auto message = DecodeAs<AppMsg_4_8>(wire);
   EXPECT_EQ(std::vector<int>({0x04, 0x01, 0x00}), Content(message->GetMessage()));
   EXPECT_TRUE(message->IsValid());
+  WriteServerMessage(Bytes({0x04, 0x01}), false, wire);
+  EXPECT_FALSE(DecodeAs<AppMsg_4_8>(wire)->IsValid());
   WriteNetworkRegistration('1', '2', wire);
   EXPECT_EQ(unsigned('2'), DecodeAs<AppMsg_4_A>(wire)->GetExtra());
   const common::Buffer value = Bytes({'1'});
@@ -111,6 +113,14 @@ TEST(UnitSidePDUsTest, IncomingPDUsSurviveTheDaemonsDecoders) {
     auto fix = DecodeAs<AppMsg_7_1>(wire);
     EXPECT_EQ(12, fix->GetFix().speed);
     EXPECT_EQ(-52370216, fix->GetFixEx().latitude);
+    // Each satellite where the block puts it (a round trip alone would not
+    // notice an entry that the writer leaves out).
+    for (unsigned i = 0; i < count; ++i) {
+      const SatelliteInfo& s = fix->GetFixEx().satellites[i];
+      EXPECT_EQ(std::vector<int>({int(i) + 1, 30 + int(i), int(i) * 3 - 10, int(i) * 11}),
+                std::vector<int>({s.number, s.signal, s.elevation, s.azimuth}))
+          << i;
+    }
     WriteGPSFix(fix->GetFix(), &fix->GetFixEx(), again);
     EXPECT_EQ(Content(wire), Content(again)) << count;
   }

@@ -1,13 +1,8 @@
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <thread>
-
+#include "support/ManualClock.h"
 #include "support/TempDir.h"
-#include "support/Wait.h"
 #include "velarnd/ApplicationHarness.h"
-
-using namespace std::chrono_literals;
 
 namespace {
 
@@ -24,32 +19,26 @@ bool FileHolds(const std::string& path, unsigned orders, unsigned textMessages) 
 TEST(ApplicationCheckpointTest, WritesChangesWhileRunningAndOnlyChanges) {
   testsupport::TempDir folder;
   const std::string path = folder.File("velarnd.db");
-  velarndtest::EventLog log;
-  data::Database database(path);
-  velarndtest::FakeDriver driver(log);
-  velarndtest::FakeFeeder feeder(log);
-  velarnd::Application application(database, driver, feeder);
+  testsupport::ManualClock clock;
+  testsupport::ScopedClock installed(clock);
+  velarndtest::ApplicationRig rig;
+  rig.database.path = path;
+  const uint64_t checkpoint = velarnd::Application::kCheckpointMs;
 
-  application.OnStart();
+  rig.application.OnStart();
   // Nothing changed yet: no file appears.
-  std::this_thread::sleep_for(std::chrono::milliseconds(velarnd::Application::kCheckpointMs + 500));
+  clock.Advance(2 * checkpoint);
   EXPECT_FALSE(FileHolds(path, 0, 0));
 
-  application.OnReceivedMessage(
-      driver,
-      velarndtest::ServerMessage(
-          R"({"id": "NewOrderInMsg", "nodes": {"1": 7, "2": "A", "3": 1, "4": "x", "5": 0, "7": false}})"),
-      true);
-  EXPECT_TRUE(testsupport::WaitUntil([&] { return FileHolds(path, 1, 0); }, 20s));
-
-  application.OnReceivedMessage(
-      driver, velarndtest::ServerMessage(R"({"id": "NewTextMessageInMsg", "nodes": {"1": 3, "2": "hi"}})"),
-      true);
-  EXPECT_TRUE(testsupport::WaitUntil([&] { return FileHolds(path, 1, 1); }, 20s));
+  velarndtest::NewOrder(rig, 7);
+  clock.Advance(checkpoint);
+  EXPECT_TRUE(FileHolds(path, 1, 0));
+  velarndtest::NewText(rig, 3);
+  clock.Advance(checkpoint);
+  EXPECT_TRUE(FileHolds(path, 1, 1));
 
   // The stop writes whatever is left, at once.
-  application.OnReceivedMessage(
-      driver, velarndtest::ServerMessage(R"({"id": "CancelOrderInMsg", "nodes": {"1": 7}})"), true);
-  application.OnStop();
+  velarndtest::FromServer(rig, R"({"id": "CancelOrderInMsg", "nodes": {"1": 7}})");
+  rig.application.OnStop();
   EXPECT_TRUE(FileHolds(path, 0, 1));
 }

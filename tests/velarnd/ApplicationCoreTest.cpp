@@ -1,7 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <functional>
+#include <regex>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -9,23 +13,25 @@
 #include <boost/pointer_cast.hpp>
 
 #include "bkcom/Actions.h"
-#include "bkcom/BrenikCommunication.h"
 #include "bkcom/EventLoop.h"
 #include "bkcom/Events.h"
 #include "bkcom/Text.h"
-#include "bkmp/bkmp.h"
 #include "common/Time.h"
-#include "quorlan/ByteArrayMessageNode.h"
 #include "quorlan/IntegerMessageNode.h"
 #include "quorlan/Message.h"
-#include "quorlan/StringMessageNode.h"
+#include "support/ManualClock.h"
 #include "support/TempDir.h"
 #include "support/Wait.h"
+#include "velarn/pdu/GPSFix.h"
+#include "velarn/pdu/LogbookData.h"
+#include "velarnctl/MsgHex.h"
+#include "velarnctl/NavActions.h"
+#include "velarnctl/NavSession.h"
 #include "velarnd/ApplicationHarness.h"
 
 using velarndtest::ApplicationRig;
 using velarndtest::Deliver;
-using velarndtest::FromServer;
+using velarndtest::Handshake;
 using velarndtest::ServerMessage;
 using namespace std::chrono_literals;
 
@@ -37,18 +43,11 @@ typedef std::vector<std::string> Lines;
 // "linkAge=... unitPosition=..." without the time and the text.
 std::string Header(ApplicationRig& rig) {
   CSendTextMessageAction action;
-  action.actionId = 1;
-  bkcom::CopyText(action.text, "x");
   Deliver(rig.application, action);
-  const Lines server = rig.log.Of("server");
-  rig.log.Take();
-  const std::string prefix = "0x0504 TextMessageEventOutMsg time=T ";
-  const std::string suffix = " text=\"x\"";
-  if (server.size() != 1 || server[0].compare(0, prefix.size(), prefix) != 0 ||
-      server[0].size() < prefix.size() + suffix.size()) {
-    return "unexpected: " + (server.empty() ? std::string("nothing") : server[0]);
-  }
-  return server[0].substr(prefix.size(), server[0].size() - prefix.size() - suffix.size());
+  const Lines lines = rig.log.Take();
+  static const std::regex event("^server 0x0504 TextMessageEventOutMsg time=T (.*) text=\"\"$");
+  std::smatch header;
+  return lines.size() == 2 && std::regex_match(lines[1], header, event) ? header[1].str() : "unexpected";
 }
 
 template <class Node>
@@ -56,18 +55,6 @@ boost::shared_ptr<Node> NodeOf(const common::Buffer& bytes, uint8_t key) {
   quorlan::Message message;
   message.Parse(bytes);
   return boost::dynamic_pointer_cast<Node>(message.GetNode(key));
-}
-
-std::string Bytes(const common::Buffer& buffer) {
-  return std::string(reinterpret_cast<const char*>(buffer.GetData()), buffer.GetSize());
-}
-
-void Handshake(ApplicationRig& rig, unsigned keepAliveSeconds, const char* version = "1.0.5") {
-  CBrenikInitVelarnAction init;
-  init.actionId = 1;
-  init.kaInterval = keepAliveSeconds;
-  bkcom::CopyText(init.version, version);
-  Deliver(rig.application, init);
 }
 
 }  // namespace
@@ -90,41 +77,56 @@ TEST(ApplicationCoreTest, TheEventHeaderCarriesTimeLinkAgePositionsAndTheUnitsFi
   EXPECT_EQ("linkAge=5", Header(rig));
   rig.database.velarn.linkLostAt = 0;
 
-  data::GPSInfo& unit = rig.database.velarn.gps;
-  unit.position = data::Position(52123456, -1234567);
-  unit.time = 1700000000;
-  unit.satellites = 7;
-  unit.speed = 88;
-  unit.course = 359;  // the server counts steps of two degrees
-  data::GPSInfo& navigation = rig.database.zu.gps;
-  navigation.status = 'A';
-  navigation.position = data::Position(48000000, 11000000);
-  navigation.time = 1700000100;
-  navigation.course = 90;
-  const std::string fromUnit =
-      "latitude=52123456 longitude=-1234567 time=753315200 satellites=7 course=179 speed=88}";
+  // The navigation application counts in hundred-thousandths of a degree;
+  // without a fix its last position is kept, marked as such.
+  CGPSEvent position;
+  position.val = true;
+  position.lat = 4800000;
+  position.lon = -1100000;
+  position.ts = 1700000100;
+  position.speed = 50;
+  position.course = 91;  // the server counts steps of two degrees
+  position.sat = 7;
+  Deliver(rig.application, position);
   const std::string fromNavigation =
-      "latitude=48000000 longitude=11000000 time=753315300 satellites=0 course=45 speed=0}";
-
-  // A live fix of the unit is enough; the navigation position stands in
-  // only for a unit without one.
-  unit.status = 'A';
-  EXPECT_EQ("linkAge=-1 unitPosition={valid=true " + fromUnit, Header(rig));
-  unit.status = 'L';
-  EXPECT_EQ("linkAge=-1 unitPosition={valid=false " + fromUnit + " navigationPosition={valid=true " +
-                fromNavigation,
-            Header(rig));
-  unit.status = 'V';
-  navigation.status = 'L';
+      "latitude=48000000 longitude=-11000000 time=753315300 satellites=7 course=45 speed=50}";
+  EXPECT_EQ("linkAge=-1 navigationPosition={valid=true " + fromNavigation, Header(rig));
+  position.val = false;
+  position.lat = 1;
+  Deliver(rig.application, position);
   EXPECT_EQ("linkAge=-1 navigationPosition={valid=false " + fromNavigation, Header(rig));
-  navigation.status = 'V';
 
-  rig.database.velarn.odometer = 123456;
-  rig.database.velarn.tripValue = 77;
+  // A live fix of the unit stands alone; the navigation position stands in
+  // only for a unit without one.
+  velarn::GPSFix fix;
+  fix.status = 'A';
+  fix.latitude = 52123456;
+  fix.longitude = -1234567;
+  fix.time = 753315200;
+  fix.satellites = 6;
+  fix.speed = 88;
+  fix.course = 359;
+  fix.tripValue = 77;
+  rig.application.OnNewGPSFix(rig.driver, fix, velarn::GPSFixEx());
+  const std::string fromUnit =
+      "latitude=52123456 longitude=-1234567 time=753315200 satellites=6 course=179 speed=88}";
+  EXPECT_EQ("linkAge=-1 unitPosition={valid=true " + fromUnit + " tripValue=77", Header(rig));
+  rig.database.velarn.gps.status = 'L';
+  EXPECT_EQ("linkAge=-1 unitPosition={valid=false " + fromUnit + " navigationPosition={valid=false " +
+                fromNavigation + " tripValue=77",
+            Header(rig));
+
+  // The unit's odometer and logbook mode, the latter in the server's numbering.
+  rig.database.velarn.gps.status = 'V';
+  rig.database.zu.gps.status = 'V';
+  velarn::LogbookData logbook;
+  logbook.odometer = 123456;
   const char* const modes[] = {
       "", " logbookMode=0", " logbookMode=1", " logbookMode=2", " logbookMode=3", " logbookMode=0"};
   for (int mode = 0; mode <= 5; ++mode) {
-    rig.database.velarn.logbook.mode = static_cast<data::LogbookMode>(mode);
+    logbook.mode = static_cast<uint32_t>(mode);
+    rig.application.OnNewLogbookInfo(rig.driver, logbook);
+    rig.log.Take();
     EXPECT_EQ(std::string("linkAge=-1 odometer=1234 tripValue=77") + modes[mode], Header(rig))
         << "mode " << mode;
   }
@@ -132,37 +134,29 @@ TEST(ApplicationCoreTest, TheEventHeaderCarriesTimeLinkAgePositionsAndTheUnitsFi
 
 TEST(ApplicationCoreTest, TheUnitLinkComesUpWithOrWithoutANewSession) {
   ApplicationRig rig;
-  FromServer(rig, R"({"id": "NewTextMessageInMsg", "nodes": {"1": 1, "2": "x"}})");
+  velarndtest::NewText(rig, 1);
   rig.application.OnStatusTableModified(rig.driver, {{1, "Start"}, {31, "Loading"}});
-  rig.database.velarn.odometer = 500;
-  rig.database.config.etaEnabled = true;
+  rig.database.velarn.gpsFeedEnabled = true;
+  rig.database.config.workingTimeEnabled = true;
   rig.log.Take();
 
   rig.application.OnConnected(rig.driver, false);
   EXPECT_EQ(Lines({"nav CConnectionStateEvent Connected=true", "driver RequestParam GPF",
                    "driver RequestParam ZUK"}),
             rig.log.Take());
-  EXPECT_EQ(500u, rig.database.velarn.odometer);
-  EXPECT_TRUE(rig.database.config.etaEnabled);
   EXPECT_EQ(1u, rig.database.statuses.size());
   EXPECT_EQ(0u, rig.database.config.newSessionBoundary);
 
-  // A new session voids what the daemon knew of the unit; the inbox stays,
-  // with a boundary behind its newest key.
+  // A new session voids what the daemon knew of the unit and its statuses;
+  // the inbox stays, with a boundary behind its newest key.
   rig.application.OnConnected(rig.driver, true);
-  const Lines lines = rig.log.Take();
-  ASSERT_EQ(8u, lines.size());
-  EXPECT_EQ("nav CConnectionStateEvent Connected=true", lines[0]);
-  EXPECT_EQ(0u, lines[1].find("nav CFeaturesInfoEvent ")) << lines[1];
-  EXPECT_EQ(0u, lines[2].find("nav CLogbookStateEvent ")) << lines[2];
-  EXPECT_EQ(0u, lines[3].find("nav CPrivacyStateEvent ")) << lines[3];
-  EXPECT_EQ(Lines({"nav CStatusListUpdatedEvent Type=2", "nav CStatusListUpdatedEvent Type=1",
-                   "driver RequestParam GPF", "driver RequestParam ZUK"}),
-            Lines(lines.begin() + 4, lines.end()));
-  EXPECT_EQ(0u, rig.database.velarn.odometer);
-  EXPECT_FALSE(rig.database.config.etaEnabled);
-  EXPECT_TRUE(rig.database.statuses.empty());
-  EXPECT_TRUE(rig.database.orderStatuses.empty());
+  EXPECT_EQ(
+      Lines({"nav CConnectionStateEvent Connected=true",
+             "nav CFeaturesInfoEvent WTR=false Logbook=false AskDriverId=false GpsFeed=false",
+             velarndtest::Logbook(2, 10), velarndtest::Privacy(false), "nav CStatusListUpdatedEvent Type=2",
+             "nav CStatusListUpdatedEvent Type=1", "driver RequestParam GPF", "driver RequestParam ZUK"}),
+      rig.log.Take());
+  EXPECT_TRUE(rig.database.statuses.empty() && rig.database.orderStatuses.empty());
   EXPECT_EQ(2u, rig.database.config.newSessionBoundary);
   EXPECT_EQ(1u, rig.database.textMessages.size());
 }
@@ -215,126 +209,57 @@ TEST(ApplicationCoreTest, ServerMessagesThatDontParseAreReportedWithTheirTextAnd
     const uint32_t after = common::GetTime();
     const Lines lines = rig.log.Take();
     ASSERT_EQ(1u, lines.size());
-    EXPECT_EQ(0u, lines[0].find("server 0x05ff ErrorOutMsg errorCode=1 time=")) << lines[0];
-    const common::Buffer& sent = rig.driver.messages.back();
-    quorlan::Message error;
-    error.Parse(sent);
-    EXPECT_EQ(0x05FF, error.GetId());
-    EXPECT_EQ(5u, error.GetNodes().size());
-    EXPECT_EQ(1, NodeOf<quorlan::IntegerMessageNode>(sent, 1)->GetValue());
-    const int64_t time = NodeOf<quorlan::IntegerMessageNode>(sent, 2)->GetValue();
+    const int64_t time = NodeOf<quorlan::IntegerMessageNode>(rig.driver.messages.back(), 2)->GetValue();
     EXPECT_LE(static_cast<int64_t>(common::ToEpoch2000(before)), time);
     EXPECT_GE(static_cast<int64_t>(common::ToEpoch2000(after)), time);
-    EXPECT_EQ("vld0.0404", NodeOf<quorlan::StringMessageNode>(sent, 3)->GetValue());
-    EXPECT_EQ(each.text, NodeOf<quorlan::StringMessageNode>(sent, 4)->GetValue());
-    EXPECT_EQ(Bytes(each.bytes), Bytes(NodeOf<quorlan::ByteArrayMessageNode>(sent, 5)->GetValue()));
+    EXPECT_EQ("server 0x05ff ErrorOutMsg errorCode=1 time=" + std::to_string(time) +
+                  " release=\"vld0.0404\" text=\"" + each.text +
+                  "\" data=hex:" + velarnctl::BufferToHex(each.bytes),
+              lines[0]);
   }
   EXPECT_TRUE(rig.database.orders.empty());
 }
 
 TEST(ApplicationCoreTest, TheKeepAliveRunsAtTheNamedIntervalUntilZeroOrTheApplicationLeaves) {
-  testsupport::TempDir dir;
+  testsupport::ManualClock clock;
+  testsupport::ScopedClock installed(clock);
   ApplicationRig rig;
-  rig.database.path = dir.File("velarnd.db");
-  boost::recursive_mutex& mutex = rig.application.GetMutex();  // the timer thread writes the log under it
   auto keepAlives = [&] {
-    boost::recursive_mutex::scoped_lock lock(mutex);
-    size_t count = 0;
-    for (const std::string& line : rig.log.lines) {
-      count += line == "nav CKeepAliveEvent" ? 1 : 0;
-    }
-    return count;
-  };
-  auto clear = [&] {
-    boost::recursive_mutex::scoped_lock lock(mutex);
-    rig.log.Take();
+    boost::recursive_mutex::scoped_lock lock(rig.application.GetMutex());
+    return std::count(rig.log.lines.begin(), rig.log.lines.end(), "nav CKeepAliveEvent");
   };
   rig.application.OnStart();
-
-  Handshake(rig, 1);
-  // It starts itself again after each beat.
-  EXPECT_TRUE(testsupport::WaitUntil([&] { return keepAlives() >= 2; }, 10s));
-
-  // An interval of 0 stops it. No beat may come within a window well over
-  // the one-second interval and the timer's tick.
-  Handshake(rig, 0);
-  clear();
-  EXPECT_FALSE(testsupport::WaitUntil([&] { return keepAlives() > 0; }, 1600ms));
-
-  Handshake(rig, 1);
-  EXPECT_TRUE(testsupport::WaitUntil([&] { return keepAlives() >= 1; }, 10s));
-  rig.application.OnClientDisconnected();
-  {
-    boost::recursive_mutex::scoped_lock lock(mutex);
-    EXPECT_EQ("driver Disconnect", rig.log.lines.back());
+  // A beat every second, each one starting the next.
+  Handshake(rig, "1.0.5", 1);
+  clock.Advance(999);
+  EXPECT_EQ(0, keepAlives());
+  clock.Advance(1);
+  EXPECT_EQ(1, keepAlives());
+  clock.Advance(1000);
+  EXPECT_EQ(2, keepAlives());
+  // An interval of 0, the application leaving, or a handshake in another
+  // version each stop it.
+  const std::vector<std::function<void()>> stops = {
+      [&] { Handshake(rig, "1.0.5", 0); },
+      [&] {
+        rig.application.OnClientDisconnected();
+        EXPECT_EQ("driver Disconnect", rig.log.lines.back());
+      },
+      [&] { Handshake(rig, "1.0.6", 1); },
+  };
+  for (size_t i = 0; i < stops.size(); ++i) {
+    if (i > 0) {
+      Handshake(rig, "1.0.5", 1);
+    }
+    stops[i]();
     rig.log.Take();
+    clock.Advance(5000);
+    EXPECT_EQ(0, keepAlives()) << "stop " << i;
   }
-  EXPECT_FALSE(testsupport::WaitUntil([&] { return keepAlives() > 0; }, 1600ms));
-
-  // A later handshake in another version stops a running keep-alive too.
-  Handshake(rig, 1);
-  EXPECT_TRUE(testsupport::WaitUntil([&] { return keepAlives() >= 1; }, 10s));
-  Handshake(rig, 1, "1.0.6");
-  clear();
-  EXPECT_FALSE(testsupport::WaitUntil([&] { return keepAlives() > 0; }, 1600ms));
-
-  // Stopping writes the database.
   rig.application.OnStop();
-  data::Database saved(dir.File("velarnd.db"));
-  EXPECT_TRUE(saved.Load());
 }
 
 namespace {
-
-// The navigation application's end of a connection, over the real library.
-class Peer {
- public:
-  ~Peer() { client.Close(); }
-
-  bool Connect(const std::string& address, std::chrono::milliseconds timeout) {
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
-    for (;;) {
-      BKMPConnection connection = nullptr;
-      if (BKMPConnectionCreate(&connection, 20000) == BKMP_OK) {
-        if (BKMPConnectionConnectTimeout(connection, address.c_str(), 1000000) == BKMP_OK) {
-          client.SetConnection(connection);
-          return true;
-        }
-        BKMPConnectionDestroy(connection);
-      }
-      if (std::chrono::steady_clock::now() >= deadline) {
-        return false;
-      }
-      // Between two rounds of the loop nobody listens for a moment.
-      std::this_thread::sleep_for(20ms);
-    }
-  }
-
-  // The "MessageID" of the next message; -1 if none came in time or the
-  // connection ended.
-  int NextId(std::chrono::milliseconds timeout) {
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
-    do {
-      BKMPMessage message = nullptr;
-      const int code = BKMPConnectionReceive(client.GetConnection(), &message);
-      if (code == BKMP_OK) {
-        int8_t id = -1;
-        BKMPGetFieldInt8(message, "MessageID", &id);
-        BKMPMessageDestroy(message);
-        return id;
-      }
-      if (code != BKMP_E_TIMEOUT) {
-        return -1;
-      }
-    } while (std::chrono::steady_clock::now() < deadline);
-    return -1;
-  }
-
-  bool Send(CVelarnMessage& message) { return message.Send(client); }
-
- private:
-  CBrenikCommunicationClient client{nullptr};
-};
 
 // What the loop's thread, the unit's event thread and the test share. On the
 // heap, and left behind should the threads lock each other up, so that the
@@ -367,8 +292,7 @@ TEST(ApplicationCoreTest, UnitEventsBesideRepeatedConnectsNeitherDeadlockNorOver
   std::thread feeder([world] {
     const auto deadline = std::chrono::steady_clock::now() + 60s;
     for (unsigned i = 0; !world->stopFeeding && std::chrono::steady_clock::now() < deadline; ++i) {
-      FromServer(world->rig, R"({"id": "NewOrderInMsg", "nodes": {"1": )" + std::to_string(1 + i % 150) +
-                                 R"(, "2": "N", "3": 0, "4": "T", "5": 0, "7": false}})");
+      velarndtest::NewOrder(world->rig, 1 + i % 150);
       ++world->fed;
       // Transcripts aren't wanted here; keep memory flat.
       boost::recursive_mutex::scoped_lock lock(world->rig.application.GetMutex());
@@ -378,35 +302,25 @@ TEST(ApplicationCoreTest, UnitEventsBesideRepeatedConnectsNeitherDeadlockNorOver
     world->feederEnded = true;
   });
 
+  velarnctl::NavActionParser parser{velarnctl::NavSettings()};
   for (unsigned round = 0; round < 20 && !HasFailure(); ++round) {
     SCOPED_TRACE("round " + std::to_string(round));
     // No ASSERT here: the threads must be stopped below whatever happens.
-    Peer peer;
+    std::ostringstream transcript;
+    velarnctl::NavSession peer(parser, true, transcript, velarnctl::OutputForm::Raw);
     if (!peer.Connect(address, 10s)) {
       ADD_FAILURE() << "nobody listens";
       break;
     }
-    EXPECT_EQ(CVelarnInitBrenikAction::kId, peer.NextId(10s));
-    CBrenikInitVelarnAction init;
-    init.actionId = 100 + round;
-    bkcom::CopyText(init.version, "1.0.5");
-    if (!peer.Send(init)) {
-      ADD_FAILURE() << "the connection was lost";
-      break;
-    }
-    // The answer comes among the orders that the other thread sends.
-    bool acknowledged = false;
-    bool order = false;
-    for (int received = 0; received < 100000 && !(acknowledged && order); ++received) {
-      const int id = peer.NextId(10s);
-      if (id < 0) {
-        break;
-      }
-      acknowledged = acknowledged || id == CAcknowledge::kId;
-      order = order || id == COrderReceivedEvent::kId;
-    }
-    EXPECT_TRUE(acknowledged);
-    EXPECT_TRUE(order);
+    peer.Start();
+    // The answer to the handshake comes among the orders that the other
+    // thread sends.
+    EXPECT_EQ(velarnctl::NavSession::WaitResult::Matched, peer.Wait(std::regex("^CAcknowledge "), 10s));
+    EXPECT_EQ(velarnctl::NavSession::WaitResult::Matched,
+              peer.Wait(std::regex("^COrderReceivedEvent "), 10s));
+    peer.Close();
+    EXPECT_EQ(0u, transcript.str().find("# connected to " + address + "\n<- CVelarnInitBrenikAction "))
+        << transcript.str().substr(0, 300);
   }
   const unsigned fedDuringRounds = world->fed;
 

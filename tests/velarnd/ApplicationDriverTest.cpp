@@ -11,16 +11,21 @@
 #include <vector>
 
 #include "bkcom/Actions.h"
-#include "common/Time.h"
 #include "support/Wait.h"
 #include "velarn/pdu/LogbookData.h"
 #include "velarnd/ApplicationHarness.h"
 
+using velarndtest::Ack;
 using velarndtest::ApplicationRig;
 using velarndtest::ChangeWorkingTime;
 using velarndtest::Configure;
 using velarndtest::Deliver;
-using velarndtest::ServerMessage;
+using velarndtest::Logbook;
+using velarndtest::NewOrder;
+using velarndtest::NewText;
+using velarndtest::OrderAction;
+using velarndtest::Privacy;
+using velarndtest::WorkingTime;
 using Lines = std::vector<std::string>;
 
 namespace {
@@ -39,29 +44,6 @@ void ChangeLogbook(ApplicationRig& rig, unsigned actionId, unsigned newMode) {
   Deliver(rig.application, action);
 }
 
-std::string Ack(unsigned actionId, unsigned error) {
-  return "nav CAcknowledge ActionId=" + std::to_string(actionId) + " Error=" + std::to_string(error);
-}
-
-std::string WorkingTime(unsigned state, unsigned allowed, unsigned startOfWork, unsigned endOfWork,
-                        unsigned startOfPause, unsigned endOfPause) {
-  return "nav CCurrentWorkingTimeStateEvent CurrentState=" + std::to_string(state) +
-         " AllowedActions=" + std::to_string(allowed) +
-         " LastAction=0 StartOfWork=" + std::to_string(startOfWork) +
-         " EndOfWork=" + std::to_string(endOfWork) + " StartOfLastPause=" + std::to_string(startOfPause) +
-         " EndOfLastPause=" + std::to_string(endOfPause);
-}
-
-std::string Logbook(unsigned state, unsigned aModes, bool valid = false, unsigned started = 0,
-                    unsigned odo = 0, unsigned dur = 0, unsigned dist = 0) {
-  return "nav CLogbookStateEvent Logbook_.State=" + std::to_string(state) +
-         " Logbook_.AModes=" + std::to_string(aModes) + " Logbook_.Valid=" + (valid ? "true" : "false") +
-         " Logbook_.Started=" + std::to_string(started) + " Logbook_.Odo=" + std::to_string(odo) +
-         " Logbook_.Dur=" + std::to_string(dur) + " Logbook_.Dist=" + std::to_string(dist);
-}
-
-std::string Privacy(bool on) { return std::string("nav CPrivacyStateEvent PM=") + (on ? "true" : "false"); }
-
 std::string Report(unsigned previous, unsigned next, unsigned driverId) {
   return "server 0x0505 WorkingTimeReportOutMsg time=T linkAge=-1 previousState=" + std::to_string(previous) +
          " newState=" + std::to_string(next) + " driverId=" + std::to_string(driverId);
@@ -69,7 +51,6 @@ std::string Report(unsigned previous, unsigned next, unsigned driverId) {
 
 velarn::LogbookData UnitLogbook(unsigned mode, bool tripValid) {
   velarn::LogbookData logbook;
-  logbook.odometer = 1234567;
   logbook.mode = mode;
   logbook.tripValid = tripValid;
   logbook.tripOdometer = 1200000;
@@ -91,74 +72,57 @@ TEST(ApplicationDriverTest, WorkingDayDrivesTheLogbookAndAChangeOfDriverEndsIt) 
   EXPECT_EQ(data::WorkingTimeReporting::OffWork, clock.GetState());
 
   Configure(rig, R"({"4": true, "5": true})");
-  rig.log.Take();
   SetDriver(rig, 2, 7);
-  EXPECT_EQ(
-      Lines({Ack(2, 1), "server 0x0507 DriverIdChangedOutMsg time=T linkAge=-1 driverId=7 previousDriverId=0",
-             WorkingTime(3, 2, 0, 0, 0, 0), Logbook(8, 10), Privacy(false), "driver SetLogbookMode 2"}),
-      rig.log.Take());
+  rig.log.Take();
 
   // Start of work: reported to the server, the logbook goes to business.
-  const uint32_t before = common::GetTime();
   ChangeWorkingTime(rig, 3, 2);
   const uint32_t started = clock.GetStartOfWork();
-  EXPECT_LE(before, started);
-  EXPECT_GE(common::GetTime(), started);
-  EXPECT_EQ(Lines({Ack(3, 1), Report(3, 1, 7), WorkingTime(1, 12, started, 0, 0, 0), Logbook(2, 10),
-                   Privacy(false), "driver SetLogbookMode 3"}),
+  EXPECT_NE(0u, started);
+  EXPECT_EQ(Lines({Ack(3, 1), Report(3, 1, 7), WorkingTime(1, 12, started), Logbook(2, 10), Privacy(false),
+                   "driver SetLogbookMode 3"}),
             rig.log.Take());
 
-  // An action the state doesn't allow, or no action at all, changes nothing.
+  // An action the state doesn't allow changes nothing.
   ChangeWorkingTime(rig, 4, 2);
-  ChangeWorkingTime(rig, 5, 16);
-  ChangeWorkingTime(rig, 6, 6);
-  EXPECT_EQ(Lines({Ack(4, 2), Ack(5, 2), Ack(6, 2)}), rig.log.Take());
-  EXPECT_EQ(data::WorkingTimeReporting::Working, clock.GetState());
+  EXPECT_EQ(Lines({Ack(4, 2)}), rig.log.Take());
 
   // A pause is private.
-  ChangeWorkingTime(rig, 7, 8);
+  ChangeWorkingTime(rig, 5, 8);
   const uint32_t pause = clock.GetStartOfLastPause();
-  EXPECT_LE(started, pause);
-  EXPECT_EQ(Lines({Ack(7, 1), Report(1, 2, 7), WorkingTime(2, 20, started, 0, pause, 0), Logbook(8, 10),
+  EXPECT_EQ(Lines({Ack(5, 1), Report(1, 2, 7), WorkingTime(2, 20, started, 0, pause, 0), Logbook(8, 10),
                    Privacy(false), "driver SetLogbookMode 2"}),
             rig.log.Take());
 
   // The end of work from a pause ends the pause at the same moment.
-  ChangeWorkingTime(rig, 8, 4);
+  ChangeWorkingTime(rig, 6, 4);
   const uint32_t ended = clock.GetEndOfWork();
-  EXPECT_LE(pause, ended);
-  EXPECT_EQ(ended, clock.GetEndOfLastPause());
-  EXPECT_EQ(Lines({Ack(8, 1), Report(2, 3, 7), WorkingTime(3, 2, started, ended, pause, ended),
+  EXPECT_EQ(Lines({Ack(6, 1), Report(2, 3, 7), WorkingTime(3, 2, started, ended, pause, ended),
                    Logbook(8, 10), Privacy(false), "driver SetLogbookMode 2"}),
             rig.log.Take());
-
-  // The next day starts with nothing of the day before.
-  ChangeWorkingTime(rig, 9, 2);
-  const uint32_t nextDay = clock.GetStartOfWork();
-  EXPECT_EQ(Lines({Ack(9, 1), Report(3, 1, 7), WorkingTime(1, 12, nextDay, 0, 0, 0), Logbook(2, 10),
-                   Privacy(false), "driver SetLogbookMode 3"}),
-            rig.log.Take());
+  // The next day.
+  ChangeWorkingTime(rig, 7, 2);
+  rig.log.Take();
 
   // Another driver in the middle of the day: the clock stops without a
   // report, the server sees only the change of driver.
-  SetDriver(rig, 10, 9);
-  EXPECT_EQ(Lines({Ack(10, 1),
-                   "server 0x0507 DriverIdChangedOutMsg time=T linkAge=-1 driverId=9 previousDriverId=7",
-                   WorkingTime(3, 2, 0, 0, 0, 0), Logbook(8, 10), Privacy(false), "driver SetLogbookMode 2"}),
-            rig.log.Take());
-  EXPECT_EQ(9u, rig.database.zu.driverId);
+  SetDriver(rig, 8, 9);
+  EXPECT_EQ(
+      Lines({Ack(8, 1), "server 0x0507 DriverIdChangedOutMsg time=T linkAge=-1 driverId=9 previousDriverId=7",
+             WorkingTime(3, 2), Logbook(8, 10), Privacy(false), "driver SetLogbookMode 2"}),
+      rig.log.Take());
 
   // The same driver again is acknowledged and changes nothing.
-  SetDriver(rig, 11, 9);
-  EXPECT_EQ(Lines({Ack(11, 1)}), rig.log.Take());
+  SetDriver(rig, 9, 9);
+  EXPECT_EQ(Lines({Ack(9, 1)}), rig.log.Take());
 
   // The new driver's day is reported under his id; asking repeats the state.
-  ChangeWorkingTime(rig, 12, 2);
+  ChangeWorkingTime(rig, 10, 2);
   EXPECT_EQ(Report(3, 1, 9), rig.log.Take().at(1));
   CRequestWorkingTimeStateAction request;
-  request.actionId = 13;
+  request.actionId = 11;
   Deliver(rig.application, request);
-  EXPECT_EQ(Lines({Ack(13, 1), WorkingTime(1, 12, clock.GetStartOfWork(), 0, 0, 0)}), rig.log.Take());
+  EXPECT_EQ(Lines({Ack(11, 1), WorkingTime(1, 12, clock.GetStartOfWork())}), rig.log.Take());
 }
 
 TEST(ApplicationDriverTest, WorkingTimeLeavesTheLogbookAloneUnlessTold) {
@@ -168,18 +132,15 @@ TEST(ApplicationDriverTest, WorkingTimeLeavesTheLogbookAloneUnlessTold) {
   rig.log.Take();
 
   ChangeWorkingTime(rig, 2, 2);
-  const Lines lines = rig.log.Take();
-  ASSERT_EQ(3u, lines.size());
-  EXPECT_EQ(Ack(2, 1), lines[0]);
-  EXPECT_EQ(Report(3, 1, 0), lines[1]);
-  EXPECT_EQ(0u, lines[2].find("nav CCurrentWorkingTimeStateEvent CurrentState=1 ")) << lines[2];
+  EXPECT_EQ(
+      Lines({Ack(2, 1), Report(3, 1, 0), WorkingTime(1, 12, rig.database.workingTime.GetStartOfWork())}),
+      rig.log.Take());
 
   SetDriver(rig, 3, 5);
   EXPECT_EQ(
       Lines({Ack(3, 1), "server 0x0507 DriverIdChangedOutMsg time=T linkAge=-1 driverId=5 previousDriverId=0",
-             WorkingTime(3, 2, 0, 0, 0, 0)}),
+             WorkingTime(3, 2)}),
       rig.log.Take());
-  EXPECT_EQ(data::LogbookModeThird, rig.database.zu.logbookMode);
 }
 
 TEST(ApplicationDriverTest, PrivacyFollowsTheModeTheUnitReportsNotTheWantedOne) {
@@ -188,7 +149,6 @@ TEST(ApplicationDriverTest, PrivacyFollowsTheModeTheUnitReportsNotTheWantedOne) 
   // The driver may change the mode only when the server allows it.
   ChangeLogbook(rig, 1, 8);
   EXPECT_EQ(Lines({Ack(1, 2)}), rig.log.Take());
-  EXPECT_EQ(data::LogbookModeBusiness, rig.database.zu.logbookMode);
 
   Configure(rig, R"({"2": true, "10": true})");
   rig.log.Take();
@@ -199,7 +159,7 @@ TEST(ApplicationDriverTest, PrivacyFollowsTheModeTheUnitReportsNotTheWantedOne) 
 
   // The unit reports the mode: the trip counts and privacy is on.
   rig.application.OnNewLogbookInfo(rig.driver, UnitLogbook(2, true));
-  EXPECT_EQ(Lines({Logbook(8, 10, true, 1700000000, 1200000, 3600, 45000), Privacy(true)}), rig.log.Take());
+  EXPECT_EQ(Lines({Logbook(8, 10, true), Privacy(true)}), rig.log.Take());
 
   // Only 2, 4 and 8 are modes of the navigation link.
   ChangeLogbook(rig, 3, 1);
@@ -213,25 +173,17 @@ TEST(ApplicationDriverTest, PrivacyFollowsTheModeTheUnitReportsNotTheWantedOne) 
   rig.application.OnNewLogbookInfo(rig.driver, UnitLogbook(4, false));
   EXPECT_EQ(Lines({Logbook(4, 10), Privacy(false)}), rig.log.Take());
   rig.application.OnNewLogbookInfo(rig.driver, UnitLogbook(4, true));
-  EXPECT_EQ(Lines({Logbook(4, 10, true, 1700000000, 1200000, 3600, 45000), Privacy(false)}), rig.log.Take());
+  EXPECT_EQ(Lines({Logbook(4, 10, true), Privacy(false)}), rig.log.Take());
 
   // The present mode again still goes to the unit.
   ChangeLogbook(rig, 6, 4);
-  EXPECT_EQ(Lines({Ack(6, 1), Logbook(4, 10, true, 1700000000, 1200000, 3600, 45000), Privacy(false),
-                   "driver SetLogbookMode 4"}),
+  EXPECT_EQ(Lines({Ack(6, 1), Logbook(4, 10, true), Privacy(false), "driver SetLogbookMode 4"}),
             rig.log.Take());
-
-  // The server's events carry the unit's odometer and mode in its numbering.
-  rig.application.OnNewLogbookInfo(rig.driver, UnitLogbook(2, true));
-  rig.log.Take();
-  SetDriver(rig, 7, 3);
-  EXPECT_EQ(
-      "server 0x0507 DriverIdChangedOutMsg time=T linkAge=-1 odometer=12345 logbookMode=1 driverId=3 "
-      "previousDriverId=0",
-      rig.log.Take().at(1));
 
   // Offering the third mode widens AModes; without privacy enabled the
   // private mode isn't private.
+  rig.application.OnNewLogbookInfo(rig.driver, UnitLogbook(2, true));
+  rig.log.Take();
   Configure(rig, R"({"3": true, "10": false})");
   const Lines lines = rig.log.Of("nav");
   ASSERT_EQ(4u, lines.size());
@@ -267,53 +219,26 @@ TEST(ApplicationDriverTest, SuspendClosesTheLinkAndAnswersAfterAPauseWithoutTheL
 
 TEST(ApplicationDriverTest, QueriesAnswerWithTheInboxTheFeaturesAndTheLink) {
   ApplicationRig rig;
+  NewOrder(rig, 11);
+  NewText(rig, 21);
+  NewOrder(rig, 5);
+  // A read order belongs to everything, though not to the unread entries.
+  OrderAction<CMarkReadOrderAction>(rig, 2, 11);
+  rig.log.Take();
 
   CGetAllItemsAction all;
-  all.actionId = 1;
-  Deliver(rig.application, all);
-  EXPECT_EQ(Lines({Ack(1, 1), "nav CInboxInfoEvent Orders=0 TextMessages=0"}), rig.log.Take());
-
-  rig.application.OnReceivedMessage(
-      rig.driver,
-      ServerMessage(
-          R"({"id": "NewOrderInMsg", "nodes": {"1": 11, "2": "A", "3": 2, "4": "one", "5": 0, "7": false}})"),
-      true);
-  rig.application.OnReceivedMessage(
-      rig.driver, ServerMessage(R"({"id": "NewTextMessageInMsg", "nodes": {"1": 21, "2": "hi"}})"), true);
-  rig.application.OnReceivedMessage(
-      rig.driver,
-      ServerMessage(
-          R"({"id": "NewOrderInMsg", "nodes": {"1": 5, "2": "B", "3": 2, "4": "two", "5": 0, "7": false}})"),
-      true);
-  // A read order belongs to everything, though not to the unread entries.
-  CMarkReadOrderAction read;
-  read.actionId = 2;
-  read.orderId = 11;
-  Deliver(rig.application, read);
-  rig.log.Take();
-
   all.actionId = 3;
   Deliver(rig.application, all);
-  const Lines lines = rig.log.Take();
-  ASSERT_EQ(5u, lines.size());
-  EXPECT_EQ(Ack(3, 1), lines[0]);
-  EXPECT_EQ("nav CInboxInfoEvent Orders=2 TextMessages=1", lines[1]);
-  EXPECT_EQ(0u, lines[2].find("nav COrderInfoEvent Order_.Id=5 Order_.SKey=4 ")) << lines[2];
-  EXPECT_EQ(0u, lines[3].find("nav CTextMessageInfoEvent Msg_.Id=21 Msg_.SKey=3 ")) << lines[3];
-  EXPECT_EQ(0u, lines[4].find("nav COrderInfoEvent Order_.Id=11 Order_.SKey=2 ")) << lines[4];
-  EXPECT_NE(std::string::npos, lines[4].find(" Order_.State=3 ")) << lines[4];
+  EXPECT_EQ(Lines({Ack(3, 1), "nav CInboxInfoEvent Orders=2 TextMessages=1",
+                   velarndtest::OrderLine("COrderInfoEvent", 5, 4, 0),
+                   "nav CTextMessageInfoEvent Msg_.Id=21 Msg_.SKey=3 Msg_.Read=false Msg_.Text=\"hi\"",
+                   velarndtest::OrderLine("COrderInfoEvent", 11, 2, 3)}),
+            velarndtest::Untimed(rig.log.Take()));
 
-  CGetFeaturesInfoAction features;
-  features.actionId = 4;
-  Deliver(rig.application, features);
-  EXPECT_EQ(
-      Lines({Ack(4, 1), "nav CFeaturesInfoEvent WTR=false Logbook=false AskDriverId=false GpsFeed=false"}),
-      rig.log.Take());
   Configure(rig, R"({"1": true, "4": true})");
-  common::Buffer wanted(4, 200);
-  wanted.Append("\x01", 1);
-  rig.application.OnVelarnParamResponse(rig.driver, "GPF", wanted);
+  rig.application.OnVelarnParamResponse(rig.driver, "GPF", velarndtest::Bytes("\x01"));
   rig.log.Take();
+  CGetFeaturesInfoAction features;
   features.actionId = 5;
   Deliver(rig.application, features);
   EXPECT_EQ(Lines({Ack(5, 1), "nav CFeaturesInfoEvent WTR=true Logbook=false AskDriverId=true GpsFeed=true"}),

@@ -3,6 +3,7 @@
 #include <regex>
 
 #include "bkcom/Actions.h"
+#include "bkcom/Text.h"
 #include "bkcom/VelarnMessage.h"
 #include "common/Exceptions.h"
 #include "nmea/ANMEASentence.h"
@@ -125,6 +126,66 @@ void ChangeWorkingTime(ApplicationRig& rig, unsigned actionId, unsigned what) {
   action.actionId = actionId;
   action.action = what;
   Deliver(rig.application, action);
+}
+
+std::string Ack(unsigned actionId, unsigned error) {
+  return "nav CAcknowledge ActionId=" + std::to_string(actionId) + " Error=" + std::to_string(error);
+}
+
+void NewOrder(ApplicationRig& rig, unsigned id, bool acceptance, const std::string& moreNodes) {
+  FromServer(rig, R"({"id": "NewOrderInMsg", "nodes": {"1": )" + std::to_string(id) +
+                      R"(, "2": "N", "3": 0, "4": "T", "5": 0, "7": )" + (acceptance ? "true" : "false") +
+                      moreNodes + "}}");
+}
+
+void NewText(ApplicationRig& rig, unsigned id, const std::string& text) {
+  FromServer(rig, R"({"id": "NewTextMessageInMsg", "nodes": {"1": )" + std::to_string(id) + R"(, "2": ")" +
+                      text + "\"}}");
+}
+
+std::string OrderLine(const std::string& event, unsigned id, unsigned sortKey, unsigned state,
+                      const std::string& after) {
+  return "nav " + event + " Order_.Id=" + std::to_string(id) + " Order_.SKey=" + std::to_string(sortKey) +
+         " Order_.Type=1 Order_.State=" + std::to_string(state) +
+         " Order_.RecvAt=T Order_.LMT=T Order_.AS=1 Order_.AAS=1 Order_.Dest_.Lat=0 Order_.Dest_.Long=0"
+         " Order_.PA=0 Order_.Num=\"N\" Order_.Text=\"T\" Order_.TN=\"\" Order_.DestDesc=\"\"" +
+         after;
+}
+
+void Handshake(ApplicationRig& rig, const char* version, unsigned keepAliveSeconds) {
+  CBrenikInitVelarnAction init;
+  init.actionId = 1;
+  init.kaInterval = keepAliveSeconds;
+  bkcom::CopyText(init.version, version);
+  bkcom::CopyText(init.ncVersion, "4.2");
+  bkcom::CopyText(init.ncBuild, "977");
+  bkcom::CopyText(init.snr, "SN-1");
+  Deliver(rig.application, init);
+}
+
+std::string WorkingTime(unsigned state, unsigned allowed, unsigned startOfWork, unsigned endOfWork,
+                        unsigned startOfPause, unsigned endOfPause) {
+  return "nav CCurrentWorkingTimeStateEvent CurrentState=" + std::to_string(state) +
+         " AllowedActions=" + std::to_string(allowed) +
+         " LastAction=0 StartOfWork=" + std::to_string(startOfWork) +
+         " EndOfWork=" + std::to_string(endOfWork) + " StartOfLastPause=" + std::to_string(startOfPause) +
+         " EndOfLastPause=" + std::to_string(endOfPause);
+}
+
+std::string Logbook(unsigned state, unsigned aModes, bool trip) {
+  return "nav CLogbookStateEvent Logbook_.State=" + std::to_string(state) +
+         " Logbook_.AModes=" + std::to_string(aModes) +
+         (trip ? " Logbook_.Valid=true Logbook_.Started=1700000000 Logbook_.Odo=1200000 Logbook_.Dur=3600"
+                 " Logbook_.Dist=45000"
+               : " Logbook_.Valid=false Logbook_.Started=0 Logbook_.Odo=0 Logbook_.Dur=0 Logbook_.Dist=0");
+}
+
+std::string Privacy(bool on) { return std::string("nav CPrivacyStateEvent PM=") + (on ? "true" : "false"); }
+
+common::Buffer Bytes(const std::string& bytes) {
+  common::Buffer buffer(32, 200);
+  buffer.Append(bytes.data(), static_cast<unsigned>(bytes.size()));
+  return buffer;
 }
 
 }  // namespace velarndtest

@@ -146,4 +146,32 @@ void OrderAction(ApplicationRig& rig, unsigned actionId, unsigned orderId) {
 // CChangeWorkingTimeStateAction with the clock action what.
 void ChangeWorkingTime(ApplicationRig& rig, unsigned actionId, unsigned what);
 
+// The navigation line of an acknowledgement: error 1 is done, 2 refused.
+std::string Ack(unsigned actionId, unsigned error);
+
+// The smallest order the server may send: number "N", text "T", wire type 0,
+// no active states beyond the first; moreNodes adds keys (", \"6\": {...}").
+void NewOrder(ApplicationRig& rig, unsigned id, bool acceptance = false, const std::string& moreNodes = "");
+void NewText(ApplicationRig& rig, unsigned id, const std::string& text = "hi");
+
+// The untimed navigation line of such an order, e.g. for
+// "COrderModifiedEvent", with what follows the record (" Remote=true").
+std::string OrderLine(const std::string& event, unsigned id, unsigned sortKey, unsigned state,
+                      const std::string& after = "");
+
+// The navigation application's answer to the greeting, action 1, from
+// navigation software "4.2" build "977" on device "SN-1".
+void Handshake(ApplicationRig& rig, const char* version = "1.0.5", unsigned keepAliveSeconds = 0);
+
+// Navigation lines of the driver's side: the logbook state (with the trip
+// 1700000000/1200000/3600/45000 if trip), the privacy state and the working
+// time clock.
+std::string Logbook(unsigned state, unsigned aModes, bool trip = false);
+std::string Privacy(bool on);
+std::string WorkingTime(unsigned state, unsigned allowed, unsigned startOfWork = 0, unsigned endOfWork = 0,
+                        unsigned startOfPause = 0, unsigned endOfPause = 0);
+
+// A parameter value as the unit hands it over; Bytes("\x01") asks for the GPS feed.
+common::Buffer Bytes(const std::string& bytes);
+
 }  // namespace velarndtest

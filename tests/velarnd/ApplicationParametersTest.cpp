@@ -7,24 +7,22 @@
 #include <vector>
 
 #include "bkcom/Actions.h"
-#include "bkcom/Text.h"
 #include "velarnd/ApplicationHarness.h"
 
 using velarndtest::ApplicationRig;
+using velarndtest::Bytes;
 using velarndtest::ChangeWorkingTime;
-using velarndtest::Configure;
-using velarndtest::Deliver;
+using velarndtest::FromServer;
+using velarndtest::Logbook;
+using velarndtest::NewOrder;
+using velarndtest::NewText;
 using velarndtest::OrderAction;
+using velarndtest::Privacy;
 using velarndtest::ServerMessage;
+using velarndtest::WorkingTime;
 using Lines = std::vector<std::string>;
 
 namespace {
-
-common::Buffer Bytes(const std::string& bytes) {
-  common::Buffer buffer(32, 200);
-  buffer.Append(bytes.data(), static_cast<unsigned>(bytes.size()));
-  return buffer;
-}
 
 common::Buffer Configuration(const std::string& nodes) {
   return ServerMessage(R"({"id": "ConfigurationInMsg", "nodes": )" + nodes + "}");
@@ -35,32 +33,10 @@ void Zuk(ApplicationRig& rig, const std::string& nodes) {
   rig.application.OnVelarnParamResponse(rig.driver, "ZUK", Configuration(nodes));
 }
 
-void NewOrder(ApplicationRig& rig, unsigned id) {
-  rig.application.OnReceivedMessage(
-      rig.driver,
-      ServerMessage(R"({"id": "NewOrderInMsg", "nodes": {"1": )" + std::to_string(id) +
-                    R"(, "2": "N", "3": 2, "4": "job", "5": 0, "7": false}})"),
-      true);
-}
-
-void NewText(ApplicationRig& rig, unsigned id) {
-  rig.application.OnReceivedMessage(rig.driver,
-                                    ServerMessage(R"({"id": "NewTextMessageInMsg", "nodes": {"1": )" +
-                                                  std::to_string(id) + R"(, "2": "hi"}})"),
-                                    true);
-}
-
-std::vector<unsigned> OrderIds(const ApplicationRig& rig) {
+template <class List>
+std::vector<unsigned> IdsOf(const List& list) {
   std::vector<unsigned> ids;
-  for (const auto& entry : rig.database.orders) {
-    ids.push_back(entry.first);
-  }
-  return ids;
-}
-
-std::vector<unsigned> TextIds(const ApplicationRig& rig) {
-  std::vector<unsigned> ids;
-  for (const auto& entry : rig.database.textMessages) {
+  for (const auto& entry : list) {
     ids.push_back(entry.first);
   }
   return ids;
@@ -83,13 +59,7 @@ TEST(ApplicationParametersTest, UnitReadsReleaseCommandsAndNavigationInfo) {
                    "driver SendParamNotFound GPF"}),
             rig.log.Take());
 
-  CBrenikInitVelarnAction init;
-  init.actionId = 1;
-  bkcom::CopyText(init.version, "1.0.5");
-  bkcom::CopyText(init.ncVersion, "4.2");
-  bkcom::CopyText(init.ncBuild, "977");
-  bkcom::CopyText(init.snr, "SN-1");
-  Deliver(rig.application, init);
+  velarndtest::Handshake(rig);
   rig.log.Take();
   rig.application.OnZuParamRequest(rig.driver, "NCI");
   EXPECT_EQ(Lines({"driver SendParamResponse NCI \"4.2/977/SN-1\""}), rig.log.Take());
@@ -97,11 +67,6 @@ TEST(ApplicationParametersTest, UnitReadsReleaseCommandsAndNavigationInfo) {
 
 TEST(ApplicationParametersTest, GpsFeedFollowsTheUnitsParameterAndItsChanges) {
   ApplicationRig rig;
-  rig.application.OnConnected(rig.driver, false);
-  EXPECT_EQ(Lines({"nav CConnectionStateEvent Connected=true", "driver RequestParam GPF",
-                   "driver RequestParam ZUK"}),
-            rig.log.Take());
-
   rig.application.OnVelarnParamChanged(rig.driver, "GPF");
   rig.application.OnVelarnParamChanged(rig.driver, "ZUK");
   rig.application.OnVelarnParamChanged(rig.driver, "REL");
@@ -112,13 +77,11 @@ TEST(ApplicationParametersTest, GpsFeedFollowsTheUnitsParameterAndItsChanges) {
   // Only a first byte 0 turns it off: the digit '0' is a wish for the feed.
   rig.application.OnVelarnParamResponse(rig.driver, "GPF", Bytes("0"));
   EXPECT_EQ(Lines({on, "gps Open", "nav CGPSFeedEvent Enabled=true"}), rig.log.Take());
-  EXPECT_TRUE(rig.database.velarn.gpsFeedEnabled);
   rig.application.OnVelarnParamResponse(rig.driver, "GPF", Bytes("\x01"));
   EXPECT_EQ(Lines({on}), rig.log.Take());
 
   rig.application.OnVelarnParamResponse(rig.driver, "GPF", Bytes(std::string("\0\x01", 2)));
   EXPECT_EQ(Lines({off, "gps Close", "nav CGPSFeedEvent Enabled=false"}), rig.log.Take());
-  EXPECT_FALSE(rig.database.velarn.gpsFeedEnabled);
   rig.application.OnVelarnParamResponse(rig.driver, "GPF", Bytes(""));
   EXPECT_EQ(Lines({off}), rig.log.Take());
 
@@ -127,17 +90,6 @@ TEST(ApplicationParametersTest, GpsFeedFollowsTheUnitsParameterAndItsChanges) {
   rig.log.Take();
   rig.application.OnVelarnParamNotFound(rig.driver, "GPF");
   EXPECT_EQ(Lines({off, "gps Close", "nav CGPSFeedEvent Enabled=false"}), rig.log.Take());
-  EXPECT_FALSE(rig.database.velarn.gpsFeedEnabled);
-
-  // A missing configuration leaves the one in force; other names are ignored.
-  Zuk(rig, R"({"4": true})");
-  rig.log.Take();
-  rig.application.OnVelarnParamNotFound(rig.driver, "ZUK");
-  rig.application.OnVelarnParamNotFound(rig.driver, "XYZ");
-  rig.application.OnVelarnParamResponse(rig.driver, "XYZ", Bytes("\x01"));
-  EXPECT_EQ(Lines(), rig.log.Take());
-  EXPECT_TRUE(rig.database.config.workingTimeEnabled);
-  EXPECT_TRUE(rig.database.config.configured);
 }
 
 TEST(ApplicationParametersTest, ConfigurationRunsItsStepsAndKeepsWhatIsLeftOut) {
@@ -149,56 +101,65 @@ TEST(ApplicationParametersTest, ConfigurationRunsItsStepsAndKeepsWhatIsLeftOut) 
   Zuk(rig, R"({"1": true, "2": true, "3": true, "4": true, "5": true, "6": true, "7": 400, "8": 900,
                "10": true, "11": 0})");
   EXPECT_EQ(Lines({"nav CFeaturesInfoEvent WTR=true Logbook=true AskDriverId=true GpsFeed=false",
-                   "nav CLogbookStateEvent Logbook_.State=2 Logbook_.AModes=14 Logbook_.Valid=false "
-                   "Logbook_.Started=0 Logbook_.Odo=0 Logbook_.Dur=0 Logbook_.Dist=0",
-                   "nav CPrivacyStateEvent PM=false", "driver SetLogbookMode 3", kSameDriver}),
+                   Logbook(2, 14), Privacy(false), "driver SetLogbookMode 3", kSameDriver}),
             rig.log.Take());
+  // What the lines don't show.
   const data::ConfigParameters& config = rig.database.config;
-  EXPECT_TRUE(config.configured);
-  EXPECT_TRUE(config.askDriverId && config.logbookEnabled && config.thirdLogbookMode &&
-              config.workingTimeEnabled && config.logbookFollowsWorkingTime && config.etaEnabled &&
-              config.privacyEnabled);
+  EXPECT_TRUE(config.etaEnabled && config.privacyEnabled);
   EXPECT_EQ(400u, config.etaIntervalHome);
   EXPECT_EQ(900u, config.etaIntervalRoaming);
 
   // A working day in a pause: the logbook follows into the private mode.
   ChangeWorkingTime(rig, 1, 2);
   ChangeWorkingTime(rig, 2, 8);
-  ASSERT_EQ(data::LogbookModePrivate, rig.database.zu.logbookMode);
   rig.log.Take();
 
   // A configuration without keys changes nothing, and says so all the same.
   Zuk(rig, "{}");
   EXPECT_EQ(Lines({"nav CFeaturesInfoEvent WTR=true Logbook=true AskDriverId=true GpsFeed=false",
-                   "nav CLogbookStateEvent Logbook_.State=8 Logbook_.AModes=14 Logbook_.Valid=false "
-                   "Logbook_.Started=0 Logbook_.Odo=0 Logbook_.Dur=0 Logbook_.Dist=0",
-                   "nav CPrivacyStateEvent PM=false", "driver SetLogbookMode 2"}),
+                   Logbook(8, 14), Privacy(false), "driver SetLogbookMode 2"}),
             rig.log.Take());
 
   // Without the driver's logbook the working time still sets the mode.
   Zuk(rig, R"({"2": false})");
-  EXPECT_EQ(data::LogbookModePrivate, rig.database.zu.logbookMode);
   EXPECT_EQ("driver SetLogbookMode 2", rig.log.Take().back());
 
   // The clock switched off stops without a report to the server, and with
   // nobody left to choose the mode it returns to business.
   Zuk(rig, R"({"4": false})");
-  EXPECT_EQ(
-      Lines({"nav CFeaturesInfoEvent WTR=false Logbook=false AskDriverId=true GpsFeed=false",
-             "nav CCurrentWorkingTimeStateEvent CurrentState=3 AllowedActions=2 LastAction=0 StartOfWork=0 "
-             "EndOfWork=0 StartOfLastPause=0 EndOfLastPause=0",
-             "nav CLogbookStateEvent Logbook_.State=2 Logbook_.AModes=14 Logbook_.Valid=false "
-             "Logbook_.Started=0 Logbook_.Odo=0 Logbook_.Dur=0 Logbook_.Dist=0",
-             "nav CPrivacyStateEvent PM=false", "driver SetLogbookMode 3"}),
-      rig.log.Take());
-  EXPECT_TRUE(config.askDriverId && config.thirdLogbookMode && config.etaEnabled && config.privacyEnabled);
+  EXPECT_EQ(Lines({"nav CFeaturesInfoEvent WTR=false Logbook=false AskDriverId=true GpsFeed=false",
+                   WorkingTime(3, 2), Logbook(2, 14), Privacy(false), "driver SetLogbookMode 3"}),
+            rig.log.Take());
+  EXPECT_TRUE(config.etaEnabled && config.privacyEnabled);
   EXPECT_EQ(400u, config.etaIntervalHome);
 }
 
 TEST(ApplicationParametersTest, FirstConfigurationOfASessionDealsWithOlderEntriesByResetMode) {
+  typedef std::vector<unsigned> Ids;
   for (unsigned mode : {0u, 1u, 2u, 3u}) {
     SCOPED_TRACE("reset mode " + std::to_string(mode));
     ApplicationRig rig;
+    const std::string configuration = R"({"11": )" + std::to_string(mode) + "}";
+    // The settings are told first (five lines with the clock switched off),
+    // then the older entries are reported, and deleted, as the mode says.
+    const auto first = [&](const std::string& orderIds, const std::string& textMessageIds,
+                           const Lines& deleted) {
+      Zuk(rig, configuration);
+      Lines expected;
+      if (mode == 1 || mode == 2) {
+        expected.push_back("server 0x0580 NewVelarnConnectedOutMsg time=T orderIds=" + orderIds +
+                           " textMessageIds=" + textMessageIds +
+                           " release=\"vld0.0404\" resetMode=" + std::to_string(mode));
+      }
+      if (mode == 2) {
+        expected.insert(expected.end(), deleted.begin(), deleted.end());
+      }
+      expected.push_back(kSameDriver);
+      const Lines lines = rig.log.Take();
+      ASSERT_EQ(expected.size() + 5, lines.size());
+      EXPECT_EQ("driver SetLogbookMode 3", lines[4]);
+      EXPECT_EQ(expected, Lines(lines.begin() + 5, lines.end()));
+    };
     rig.driver.connected = true;
     NewOrder(rig, 2);
     NewText(rig, 7);
@@ -212,66 +173,25 @@ TEST(ApplicationParametersTest, FirstConfigurationOfASessionDealsWithOlderEntrie
     NewText(rig, 3);
     rig.log.Take();
 
-    const std::string node = std::to_string(mode);
-    Zuk(rig, R"({"11": )" + node + "}");
-    Lines expected;
-    if (mode == 1 || mode == 2) {
-      expected.push_back(
-          "server 0x0580 NewVelarnConnectedOutMsg time=T orderIds=[1,2] textMessageIds=[7] "
-          "release=\"vld0.0404\" "
-          "resetMode=" +
-          node);
-    }
-    if (mode == 2) {
-      expected.push_back("nav COrderDeletedEvent OrderId=1 Remote=true");
-      expected.push_back("nav COrderDeletedEvent OrderId=2 Remote=true");
-      expected.push_back("nav CTextMessageDeletedEvent MsgId=7 Remote=true");
-    }
-    expected.push_back(kSameDriver);
-    Lines lines = rig.log.Take();
-    // The settings are told first (five lines with the clock switched off).
-    ASSERT_EQ(expected.size() + 5, lines.size());
-    EXPECT_EQ("driver SetLogbookMode 3", lines[4]);
-    EXPECT_EQ(expected, Lines(lines.begin() + 5, lines.end()));
-    if (mode == 2) {
-      EXPECT_EQ(std::vector<unsigned>({5}), OrderIds(rig));
-      EXPECT_EQ(std::vector<unsigned>({3}), TextIds(rig));
-    } else {
-      EXPECT_EQ(std::vector<unsigned>({1, 2, 5}), OrderIds(rig));
-      EXPECT_EQ(std::vector<unsigned>({3, 7}), TextIds(rig));
-    }
+    first("[1,2]", "[7]",
+          {"nav COrderDeletedEvent OrderId=1 Remote=true", "nav COrderDeletedEvent OrderId=2 Remote=true",
+           "nav CTextMessageDeletedEvent MsgId=7 Remote=true"});
+    EXPECT_EQ(mode == 2 ? Ids({5}) : Ids({1, 2, 5}), IdsOf(rig.database.orders));
+    EXPECT_EQ(mode == 2 ? Ids({3}) : Ids({3, 7}), IdsOf(rig.database.textMessages));
 
     // A second configuration in the session, and one after a resumed
     // session, only apply their settings.
-    Zuk(rig, R"({"11": )" + node + "}");
-    EXPECT_EQ(5u, rig.log.Take().size());
+    Zuk(rig, configuration);
     rig.application.OnConnected(rig.driver, false);
-    Zuk(rig, R"({"11": )" + node + "}");
+    Zuk(rig, configuration);
     EXPECT_EQ(Lines(), rig.log.Of("server"));
-    rig.log.Take();
 
     // A new session makes everything held so far older.
     rig.application.OnConnected(rig.driver, true);
     rig.log.Take();
-    Zuk(rig, R"({"11": )" + node + "}");
-    lines = rig.log.Of("server");
-    ASSERT_FALSE(lines.empty());
-    EXPECT_EQ(kSameDriver, "server " + lines.back());
-    if (mode == 1) {
-      EXPECT_EQ(
-          "0x0580 NewVelarnConnectedOutMsg time=T orderIds=[1,2,5] textMessageIds=[3,7] "
-          "release=\"vld0.0404\" "
-          "resetMode=1",
-          lines.front());
-    } else if (mode == 2) {
-      EXPECT_EQ(
-          "0x0580 NewVelarnConnectedOutMsg time=T orderIds=[5] textMessageIds=[3] release=\"vld0.0404\" "
-          "resetMode=2",
-          lines.front());
-      EXPECT_TRUE(OrderIds(rig).empty() && TextIds(rig).empty());
-    } else {
-      EXPECT_EQ(1u, lines.size());
-    }
+    first(
+        mode == 2 ? "[5]" : "[1,2,5]", mode == 2 ? "[3]" : "[3,7]",
+        {"nav COrderDeletedEvent OrderId=5 Remote=true", "nav CTextMessageDeletedEvent MsgId=3 Remote=true"});
   }
 }
 
@@ -284,29 +204,24 @@ TEST(ApplicationParametersTest, ResetEmptiesWhatItNamesInAscendingOrder) {
   rig.log.Take();
 
   const auto reset = [&](const std::string& nodes) {
-    rig.application.OnReceivedMessage(rig.driver,
-                                      ServerMessage(R"({"id": "ResetInMsg", "nodes": )" + nodes + "}"), true);
+    FromServer(rig, R"({"id": "ResetInMsg", "nodes": )" + nodes + "}");
   };
   reset("{}");
   reset(R"({"1": false, "2": false})");
   EXPECT_EQ(Lines(), rig.log.Take());
-  EXPECT_EQ(2u, rig.database.orders.size());
 
   reset(R"({"1": false, "2": true})");
   EXPECT_EQ(Lines({"nav CTextMessageDeletedEvent MsgId=6 Remote=true",
                    "nav CTextMessageDeletedEvent MsgId=8 Remote=true"}),
             rig.log.Take());
-  EXPECT_TRUE(rig.database.textMessages.empty());
-  EXPECT_EQ(std::vector<unsigned>({4, 9}), OrderIds(rig));
 
   reset(R"({"1": true})");
   EXPECT_EQ(
       Lines({"nav COrderDeletedEvent OrderId=4 Remote=true", "nav COrderDeletedEvent OrderId=9 Remote=true"}),
       rig.log.Take());
-  EXPECT_TRUE(rig.database.orders.empty());
 }
 
-TEST(ApplicationParametersTest, UnitsHeldMessageIsObeyedButDroppedInSilenceWhenItDoesNotParse) {
+TEST(ApplicationParametersTest, UnitsHeldMessageIsObeyedButDroppedInSilenceWhenMissingOrUnparsable) {
   ApplicationRig rig;
   Zuk(rig, R"({"4": true})");
   rig.log.Take();
@@ -315,8 +230,13 @@ TEST(ApplicationParametersTest, UnitsHeldMessageIsObeyedButDroppedInSilenceWhenI
   const common::Buffer wrongType = Configuration(R"({"3": 1, "4": false})");
   rig.application.OnVelarnParamResponse(rig.driver, "ZUK", wrongType);
   rig.application.OnVelarnParamResponse(rig.driver, "ZUK", Bytes("\x04\x05\xff"));
+  // A missing configuration leaves the one in force too; other names are
+  // ignored.
+  rig.application.OnVelarnParamNotFound(rig.driver, "ZUK");
+  rig.application.OnVelarnParamNotFound(rig.driver, "XYZ");
+  rig.application.OnVelarnParamResponse(rig.driver, "XYZ", Bytes("\x01"));
   EXPECT_EQ(Lines(), rig.log.Take());
-  EXPECT_TRUE(rig.database.config.workingTimeEnabled);
+  EXPECT_TRUE(rig.database.config.workingTimeEnabled && rig.database.config.configured);
 
   // The same bytes from the data stream are reported to the server.
   rig.application.OnReceivedMessage(rig.driver, wrongType, true);
@@ -327,5 +247,5 @@ TEST(ApplicationParametersTest, UnitsHeldMessageIsObeyedButDroppedInSilenceWhenI
   // Whatever server message the unit holds is carried out.
   rig.application.OnVelarnParamResponse(
       rig.driver, "ZUK", ServerMessage(R"({"id": "NewTextMessageInMsg", "nodes": {"1": 12, "2": "held"}})"));
-  EXPECT_EQ(std::vector<unsigned>({12}), TextIds(rig));
+  EXPECT_EQ(std::vector<unsigned>({12}), IdsOf(rig.database.textMessages));
 }

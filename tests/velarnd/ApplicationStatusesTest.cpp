@@ -8,9 +8,10 @@
 #include "bkcom/Text.h"
 #include "velarnd/ApplicationHarness.h"
 
+using velarndtest::Ack;
 using velarndtest::ApplicationRig;
 using velarndtest::Deliver;
-using velarndtest::FromServer;
+using velarndtest::NewOrder;
 
 namespace {
 
@@ -39,28 +40,20 @@ Lines GetList(ApplicationRig& rig, unsigned actionId, unsigned type) {
   return rig.log.Take();
 }
 
-Lines SendStatus(ApplicationRig& rig, unsigned actionId, unsigned statusId, const std::string& text) {
-  CSendStatusAction action;
-  action.actionId = actionId;
-  action.statusId = statusId;
-  bkcom::CopyText(action.text, text);
-  Deliver(rig.application, action);
+// The driver's status, for the order orderId unless that is 0.
+Lines SendStatus(ApplicationRig& rig, unsigned actionId, unsigned statusId, const std::string& text,
+                 unsigned orderId = 0) {
+  CSendStatusAction general;
+  CSendStatusOrderAction forOrder;
+  forOrder.orderId = orderId;
+  auto send = [&](auto& action) {
+    action.actionId = actionId;
+    action.statusId = statusId;
+    bkcom::CopyText(action.text, text);
+    Deliver(rig.application, action);
+  };
+  orderId == 0 ? send(general) : send(forOrder);
   return rig.log.Take();
-}
-
-Lines SendOrderStatus(ApplicationRig& rig, unsigned actionId, unsigned orderId, unsigned statusId,
-                      const std::string& text) {
-  CSendStatusOrderAction action;
-  action.actionId = actionId;
-  action.orderId = orderId;
-  action.statusId = statusId;
-  bkcom::CopyText(action.text, text);
-  Deliver(rig.application, action);
-  return rig.log.Take();
-}
-
-std::string Ack(unsigned actionId, unsigned error) {
-  return "nav CAcknowledge ActionId=" + std::to_string(actionId) + " Error=" + std::to_string(error);
 }
 
 const char kStatusesUpdated[] = "nav CStatusListUpdatedEvent Type=2";
@@ -91,15 +84,13 @@ TEST(ApplicationStatusesTest, TheUnitsTableSplitsIntoTwoSortedListsAndOnlyChange
   // One text changed: only its list.
   EXPECT_EQ(Lines({kOrderStatusesUpdated}),
             ReadTable(rig, {{1, "Start"}, {5, "Break"}, {30, "Thirty"}, {31, "Unloading"}, {60, "Sixty"}}));
-  EXPECT_EQ("Unloading", rig.database.orderStatuses.at(1).text);
   // One entry fewer is a change too.
   EXPECT_EQ(Lines({kStatusesUpdated}),
             ReadTable(rig, {{1, "Start"}, {30, "Thirty"}, {31, "Unloading"}, {60, "Sixty"}}));
   EXPECT_EQ(0u, rig.database.statuses.count(5));
 
   EXPECT_EQ(Lines({kStatusesUpdated, kOrderStatusesUpdated}), ReadTable(rig, {}));
-  EXPECT_TRUE(rig.database.statuses.empty());
-  EXPECT_TRUE(rig.database.orderStatuses.empty());
+  EXPECT_TRUE(rig.database.statuses.empty() && rig.database.orderStatuses.empty());
 }
 
 TEST(ApplicationStatusesTest, ListsAreSentOnRequestInAscendingId) {
@@ -124,32 +115,28 @@ TEST(ApplicationStatusesTest, ListsAreSentOnRequestInAscendingId) {
 
 TEST(ApplicationStatusesTest, StatusesGoToTheServerFromTheirOwnListOnly) {
   ApplicationRig rig;
-  FromServer(
-      rig, R"({"id": "NewOrderInMsg", "nodes": {"1": 1001, "2": "N", "3": 0, "4": "T", "5": 0, "7": true}})");
+  NewOrder(rig, 1001, true);
   rig.log.Take();
   EXPECT_EQ(Lines({Ack(1, 2)}), SendStatus(rig, 1, 1, "x"));  // before the table came
 
   // Id 1 in both lists with different texts, 2 only general, 3 only for orders.
   ReadTable(rig, {{1, "Start"}, {2, "Break"}, {31, "Arrived"}, {33, "Loading"}});
-  EXPECT_EQ(Lines({Ack(2, 1), "server 0x0501 StatusEventOutMsg time=T linkAge=-1 statusId=1 text=\"late\""}),
-            SendStatus(rig, 2, 1, "late"));
+  // A text of one character is a text.
+  EXPECT_EQ(Lines({Ack(2, 1), "server 0x0501 StatusEventOutMsg time=T linkAge=-1 statusId=1 text=\"L\""}),
+            SendStatus(rig, 2, 1, "L"));
   EXPECT_EQ(Lines({Ack(3, 1), "server 0x0501 StatusEventOutMsg time=T linkAge=-1 statusId=2"}),
             SendStatus(rig, 3, 2, ""));
   EXPECT_EQ(Lines({Ack(4, 2)}), SendStatus(rig, 4, 3, "x"));
 
-  const data::Order before = rig.database.orders.at(1001);
   EXPECT_EQ(
       Lines({Ack(5, 1), "server 0x0502 OrderStatusEventOutMsg time=T linkAge=-1 statusId=3 orderId=1001"}),
-      SendOrderStatus(rig, 5, 1001, 3, ""));
+      SendStatus(rig, 5, 3, "", 1001));
   EXPECT_EQ(
-      Lines(
-          {Ack(6, 1),
-           "server 0x0502 OrderStatusEventOutMsg time=T linkAge=-1 statusId=1 text=\"gate 2\" orderId=1001"}),
-      SendOrderStatus(rig, 6, 1001, 1, "gate 2"));
-  EXPECT_EQ(Lines({Ack(7, 2)}), SendOrderStatus(rig, 7, 1001, 2, ""));  // a general status only
-  EXPECT_EQ(Lines({Ack(8, 2)}), SendOrderStatus(rig, 8, 1002, 3, ""));  // no such order
+      Lines({Ack(6, 1),
+             "server 0x0502 OrderStatusEventOutMsg time=T linkAge=-1 statusId=1 text=\"G\" orderId=1001"}),
+      SendStatus(rig, 6, 1, "G", 1001));
+  EXPECT_EQ(Lines({Ack(7, 2)}), SendStatus(rig, 7, 2, "", 1001));  // a general status only
+  EXPECT_EQ(Lines({Ack(8, 2)}), SendStatus(rig, 8, 3, "", 1002));  // no such order
   // The order, unread as it is, stays untouched.
-  const data::Order& after = rig.database.orders.at(1001);
-  EXPECT_EQ(before.state, after.state);
-  EXPECT_EQ(before.lastChangeTime, after.lastChangeTime);
+  EXPECT_EQ(data::Order::StateNewToAccept, rig.database.orders.at(1001).state);
 }

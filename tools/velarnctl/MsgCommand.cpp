@@ -18,6 +18,7 @@
 #include "velarnctl/MsgFields.h"
 #include "velarnctl/MsgHex.h"
 #include "velarnctl/MsgJson.h"
+#include "velarnctl/WholeLine.h"
 
 namespace velarnctl {
 
@@ -78,8 +79,7 @@ int UsageError(const std::string& command, const std::string& text, const char* 
 }
 
 int Failure(const std::string& command, const std::string& text) {
-  std::cout.flush();
-  std::cerr << "velarnctl " << command << ": " << text << "\n";
+  WriteWhole(std::cerr, "velarnctl " + command + ": " + text + "\n");
   return 1;
 }
 

@@ -16,6 +16,7 @@
 #include "velarnctl/NavActions.h"
 #include "velarnctl/NavInput.h"
 #include "velarnctl/NavSession.h"
+#include "velarnctl/WholeLine.h"
 
 namespace velarnctl {
 
@@ -176,9 +177,7 @@ int Converse(NavSession& session, NavActionParser& parser, bool stay) {
   int lineNumber = 0;
   std::string line;
   const auto complain = [&](const std::string& text) {
-    std::cout.flush();
-    // One write, so that the line stays whole beside the receiving thread's.
-    std::cerr << ("velarnctl nav: line " + std::to_string(lineNumber) + ": " + text + "\n") << std::flush;
+    WriteWhole(std::cerr, "velarnctl nav: line " + std::to_string(lineNumber) + ": " + text + "\n");
     badLine = true;
   };
   for (;;) {
@@ -237,9 +236,8 @@ int Converse(NavSession& session, NavActionParser& parser, bool stay) {
         }
         if (waited == NavSession::WaitResult::TimedOut) {
           session.Note("wait timed out: " + pattern);
-          std::cerr << ("velarnctl nav: line " + std::to_string(lineNumber) + ": nothing matched \"" +
-                        pattern + "\" in time\n")
-                    << std::flush;
+          WriteWhole(std::cerr, "velarnctl nav: line " + std::to_string(lineNumber) + ": nothing matched \"" +
+                                    pattern + "\" in time\n");
           return kStatusWaitTimedOut;
         }
       } else {
@@ -277,8 +275,8 @@ int RunNav(const std::vector<std::string>& args) {
   NavSession session(parser, !options.manualInit, std::cout, options.form);
   if (!session.Connect(options.socket, options.connectTimeout)) {
     const int code = session.GetConnectError();
-    std::cerr << "velarnctl nav: can't connect to " << options.socket << ": " << BKMPErrorString(code)
-              << " (code " << code << ")" << std::endl;
+    WriteWhole(std::cerr, "velarnctl nav: can't connect to " + options.socket + ": " + BKMPErrorString(code) +
+                              " (code " + std::to_string(code) + ")\n");
     return kStatusGone;
   }
   session.Start();

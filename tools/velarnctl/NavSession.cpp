@@ -8,6 +8,7 @@
 #include "bkcom/VelarnMessage.h"
 #include "bkmp/bkmp.h"
 #include "velarnctl/NavFormat.h"
+#include "velarnctl/WholeLine.h"
 
 namespace velarnctl {
 
@@ -180,8 +181,7 @@ void NavSession::Close() {
   client.Close();
 }
 
-// One write per line, so that lines of several writers sharing a pipe stay whole.
-void NavSession::PrintLine(const std::string& line) { out << (line + '\n') << std::flush; }
+void NavSession::PrintLine(const std::string& line) { WriteWhole(out, line + "\n"); }
 
 void NavSession::PrintNote(const std::string& text) {
   PrintLine(form == OutputForm::Json ? JsonLine({{"note", text}}) : "# " + text);

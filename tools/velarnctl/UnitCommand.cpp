@@ -21,6 +21,7 @@
 #include "velarnctl/UnitOutput.h"
 #include "velarnctl/UnitScript.h"
 #include "velarnctl/UnitSimulator.h"
+#include "velarnctl/WholeLine.h"
 
 namespace velarnctl {
 
@@ -231,10 +232,10 @@ int RunCommands(UnitScript& script, const std::string& name, bool interactive,
       case UnitScript::Outcome::kQuit:
         return 0;
       case UnitScript::Outcome::kWaitFailed:
-        std::cerr << "velarnctl unit: " << name << ":" << number << ": " << error << std::endl;
+        WriteWhole(std::cerr, "velarnctl unit: " + name + ":" + std::to_string(number) + ": " + error + "\n");
         return 1;
       case UnitScript::Outcome::kBadCommand:
-        std::cerr << "velarnctl unit: " << name << ":" << number << ": " << error << std::endl;
+        WriteWhole(std::cerr, "velarnctl unit: " + name + ":" + std::to_string(number) + ": " + error + "\n");
         if (!interactive) {
           return 2;
         }
@@ -272,7 +273,7 @@ int RunUnit(const std::vector<std::string>& args) {
   try {
     unit.Start();
   } catch (const std::exception& error) {
-    std::cerr << "velarnctl unit: can't start: " << error.what() << std::endl;
+    WriteWhole(std::cerr, std::string("velarnctl unit: can't start: ") + error.what() + "\n");
     return 1;
   }
   UnitScript script(unit, output, stopRequested, baseDir);

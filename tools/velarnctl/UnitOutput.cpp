@@ -1,6 +1,7 @@
 #include "velarnctl/UnitOutput.h"
 
 #include "velarnctl/Meanings.h"
+#include "velarnctl/WholeLine.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -45,7 +46,7 @@ void UnitOutput::Emit(const std::string& text, bool note) {
     }
     begin = end + 1;
   }
-  out << block << std::flush;
+  WriteWhole(out, block);
   printed.notify_all();
 }
 

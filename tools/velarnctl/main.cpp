@@ -1,11 +1,11 @@
 // velarnctl: the operator's and developer's companion of velarnd. Each
 // subcommand lives in a file of its own and registers itself.
-#include <cstdio>
 #include <iostream>
 #include <string>
 #include <vector>
 
 #include "velarnctl/Command.h"
+#include "velarnctl/WholeLine.h"
 
 namespace {
 
@@ -22,10 +22,6 @@ void PrintUsage(std::ostream& out) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  // Standard error is unbuffered, so a message written in pieces could be cut
-  // by lines of standard output when both go to one pipe, as they do for
-  // scripts and tests. Line buffering writes every message line whole.
-  std::setvbuf(stderr, nullptr, _IOLBF, BUFSIZ);
   const std::vector<std::string> args(argv + 1, argv + argc);
   if (args.empty()) {
     PrintUsage(std::cerr);
@@ -40,7 +36,7 @@ int main(int argc, char** argv) {
       try {
         return command.run(std::vector<std::string>(args.begin() + 1, args.end()));
       } catch (const std::exception& error) {
-        std::cerr << "velarnctl " << command.name << ": " << error.what() << "\n";
+        velarnctl::WriteWhole(std::cerr, "velarnctl " + command.name + ": " + error.what() + "\n");
         return 1;
       }
     }

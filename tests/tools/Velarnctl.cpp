@@ -1,0 +1,27 @@
+#include "Velarnctl.h"
+
+#include <sys/wait.h>
+
+#include <gtest/gtest.h>
+
+#include "support/Process.h"
+
+namespace clitest {
+
+Result Velarnctl(const std::vector<std::string>& args, const std::string& input) {
+  std::vector<std::string> argv = {VELARNCTL_BINARY};
+  argv.insert(argv.end(), args.begin(), args.end());
+  testsupport::ChildProcess::Options options;
+  options.captureInput = true;
+  testsupport::ChildProcess child(argv, options);
+  child.WriteInput(input);
+  child.CloseInput();
+  Result result;
+  int status = 0;
+  EXPECT_TRUE(child.Wait(std::chrono::seconds(20), status)) << "velarnctl didn't end";
+  result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  result.output = child.Output();
+  return result;
+}
+
+}  // namespace clitest
