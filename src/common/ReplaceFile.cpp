@@ -232,7 +232,10 @@ void TakeOverAttributes(int fd, const struct stat* existing, const std::string& 
     if (::fstat(fd, &made) == 0 && (made.st_uid != existing->st_uid || made.st_gid != existing->st_gid) &&
         ::fchown(fd, existing->st_uid, existing->st_gid) != 0) {
       // Not allowed to give the file away: at least keep the group if ours.
-      ::fchown(fd, static_cast<uid_t>(-1), existing->st_gid);
+      // Failing that too leaves the file ours, which is still safe.
+      if (::fchown(fd, static_cast<uid_t>(-1), existing->st_gid) != 0) {
+        errno = 0;
+      }
     }
   }
   // After fchown, which may clear mode bits.
