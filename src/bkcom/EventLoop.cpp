@@ -81,6 +81,7 @@ void EventLoop::Run(ABKComEventHandler& handler, const std::string& address) {
       CBrenikCommunicationServer server;
       if (!server.Create(libraryTimeout)) {
         stop = true;  // for want of resources: the service ends
+        serverFailed = true;
       }
       while (!stop) {
         if (server.Listen(address.c_str())) {
