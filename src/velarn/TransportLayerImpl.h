@@ -61,7 +61,7 @@ class TransportLayerImpl : public ATransportLayer {
   void Send(unsigned flags, const common::Buffer& data) override;
 
   static constexpr size_t kRoomPackets = 500;
-  static constexpr size_t kRoomBytes = 64 * 1024;
+  static constexpr size_t kRoomBytes = 128 * 1024;
   bool HasRoom() const override;
   // Asked before new data from the peer is acknowledged and delivered; false
   // holds it back like a full queue. The driver uses it to bound its queue of

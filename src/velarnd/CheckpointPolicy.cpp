@@ -83,7 +83,7 @@ std::string SlowBytes(data::Database& database) {
 
 CheckpointPolicy::CheckpointPolicy(data::Database& database) : database(database) {}
 
-std::string CheckpointPolicy::EncodeLasting() {
+uint64_t CheckpointPolicy::DigestLasting() {
   SlowData slow;
   slow.Swap(database);
   std::string bytes;
@@ -94,17 +94,21 @@ std::string CheckpointPolicy::EncodeLasting() {
     throw;
   }
   slow.Swap(database);
-  return bytes;
+  uint64_t digest = 14695981039346656037ull;
+  for (const char byte : bytes) {
+    digest = (digest ^ static_cast<unsigned char>(byte)) * 1099511628211ull;
+  }
+  return digest;
 }
 
 void CheckpointPolicy::Written() {
-  lastingWritten = EncodeLasting();
+  lastingWritten = DigestLasting();
   slowWritten = SlowBytes(database);
   sinceWriteMs = 0;
 }
 
 CheckpointPolicy::Change CheckpointPolicy::Compare() {
-  if (EncodeLasting() != lastingWritten) {
+  if (DigestLasting() != lastingWritten) {
     return Lasting;
   }
   return SlowBytes(database) != slowWritten ? SlowDataOnly : None;

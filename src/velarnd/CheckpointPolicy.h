@@ -43,11 +43,13 @@ class CheckpointPolicy {
   bool Due(uint64_t elapsedMs);
 
  private:
-  // The archive of the database with the slow data at its defaults.
-  std::string EncodeLasting();
+  // A 64-bit digest (FNV-1a) of the archive of the database with the slow
+  // data at its defaults. A digest rather than the archive itself: a full
+  // database is megabytes, and a copy would stay in memory for good.
+  uint64_t DigestLasting();
 
   data::Database& database;
-  std::string lastingWritten;
+  uint64_t lastingWritten = 0;
   std::string slowWritten;
   uint64_t sinceWriteMs = 0;
 };

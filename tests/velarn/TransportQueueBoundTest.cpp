@@ -20,7 +20,7 @@ TEST(TransportQueueBoundTest, FullQueueHoldsNewDataBackUntilItDrains) {
     size_t size;
   };
   for (const Case& c : {Case{"count", TransportLayerImpl::kRoomPackets, 3},
-                        Case{"bytes", 2, TransportLayerImpl::kRoomBytes / 2}}) {
+                        Case{"bytes", 4, TransportLayerImpl::kRoomBytes / 4}}) {
     SCOPED_TRACE(c.bound);
     ScriptedUnit unit;
     TransportStack stack(unit.Address());
