@@ -1,20 +1,12 @@
 #include "common/Time.h"
 
-#include <sys/time.h>
+#include "common/Clock.h"
 
 namespace common {
 
-uint64_t GetTimeMs() {
-  timeval now{};
-  gettimeofday(&now, nullptr);
-  return static_cast<uint64_t>(now.tv_sec) * 1000u + static_cast<uint64_t>(now.tv_usec) / 1000u;
-}
+uint64_t GetTimeMs() { return GetClock().WallMs(); }
 
-uint32_t GetTime() {
-  timeval now{};
-  gettimeofday(&now, nullptr);
-  return static_cast<uint32_t>(now.tv_sec);
-}
+uint32_t GetTime() { return static_cast<uint32_t>(GetClock().WallMs() / 1000u); }
 
 uint32_t FromEpoch2000(uint32_t t) { return t == 0 || t == 0xFFFFFFFFu ? t : t + kEpoch2000; }
 

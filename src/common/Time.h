@@ -11,6 +11,8 @@ namespace common {
 // Seconds from 1970-01-01 to 2000-01-01.
 constexpr uint32_t kEpoch2000 = 946684800u;
 
+// The wall clock of GetClock(), for times that are reported or stored; no
+// time-out may be measured with them (see common/Clock.h).
 uint64_t GetTimeMs();  // milliseconds since 1970, truncated
 uint32_t GetTime();    // seconds since 1970
 

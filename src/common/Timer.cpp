@@ -2,7 +2,6 @@
 
 #include <boost/thread/recursive_mutex.hpp>
 
-#include "common/Time.h"
 #include "common/TimerMgr.h"
 
 namespace common {
@@ -20,7 +19,8 @@ Timer::~Timer() {
 void Timer::Start() {
   boost::recursive_mutex::scoped_lock lock(manager->GetMutex());
   active = true;
-  deadline = GetTimeMs() + interval;
+  deadline = manager->GetTimeSource().MonotonicMs() + interval;
+  manager->Scheduled(deadline);
 }
 
 void Timer::Stop() {

@@ -2,16 +2,21 @@
 
 #include <algorithm>
 #include <boost/bind/bind.hpp>
-#include <chrono>
 
 #include "common/Exceptions.h"
-#include "common/Time.h"
 #include "common/Timer.h"
 
 namespace common {
 
-TimerMgr::TimerMgr(boost::recursive_mutex& borrowed, unsigned tickMilliseconds)
-    : mutex(borrowed), started(false), stopRequested(false), tickMicroseconds(tickMilliseconds * 1000u) {}
+TimerMgr::TimerMgr(boost::recursive_mutex& borrowed, unsigned /*tickMilliseconds*/, Clock& timeSource)
+    : mutex(borrowed),
+      clock(timeSource),
+      started(false),
+      stopRequested(false),
+      nextDeadline(kNever),
+      firing(false),
+      wakesAsked(0),
+      wakesServed(0) {}
 
 TimerMgr::~TimerMgr() {
   if (started) {
@@ -24,7 +29,8 @@ void TimerMgr::Start() {
     throw InvalidOperationException("timer manager was started");
   }
   stopRequested = false;
-  thread.reset(new boost::thread(boost::bind(&TimerMgr::Poll, this)));
+  thread.reset(new boost::thread(boost::bind(&TimerMgr::Run, this)));
+  clock.AddSleeper(this);
   started = true;
 }
 
@@ -32,9 +38,10 @@ void TimerMgr::Stop() {
   if (!started) {
     throw InvalidOperationException("timer manager was stopped");
   }
+  clock.RemoveSleeper(this);
   {
-    // Under the wake mutex, so that the poll can't miss the notification
-    // between its test of the flag and its wait.
+    // Under the wake mutex, so that the thread can't miss it between its
+    // test of the flag and its wait.
     std::lock_guard<std::mutex> lock(wakeMutex);
     stopRequested = true;
   }
@@ -54,22 +61,75 @@ void TimerMgr::Unregister(Timer* timer) {
   timers.erase(std::remove(timers.begin(), timers.end(), timer), timers.end());
 }
 
-void TimerMgr::Poll() {
-  while (!stopRequested) {
-    {
-      boost::recursive_mutex::scoped_lock lock(mutex);
-      // By index, so that even a misbehaving callback that registers a timer
-      // can't invalidate the walk. Each test reads the clock afresh: earlier
-      // callbacks take time.
-      for (size_t i = 0; i < timers.size(); ++i) {
-        timers[i]->FireIfDue(GetTimeMs());
-      }
-    }
-    // The tick's pause, cut short by Stop: a stopping service doesn't wait
-    // out the tick.
-    std::unique_lock<std::mutex> lock(wakeMutex);
-    wake.wait_for(lock, std::chrono::microseconds(tickMicroseconds), [this] { return stopRequested.load(); });
+void TimerMgr::Scheduled(uint64_t deadline) {
+  // A round in progress computes the next deadline when it ends.
+  if (firing || deadline >= nextDeadline) {
+    return;
   }
+  nextDeadline = deadline;
+  Wake();
+}
+
+void TimerMgr::Wake() {
+  {
+    std::lock_guard<std::mutex> lock(wakeMutex);
+    ++wakesAsked;
+  }
+  wake.notify_all();
+}
+
+void TimerMgr::OnClockMoved() {
+  std::unique_lock<std::mutex> lock(wakeMutex);
+  const uint64_t asked = ++wakesAsked;
+  wake.notify_all();
+  if (boost::this_thread::get_id() != threadId) {
+    served.wait(lock, [&] { return wakesServed >= asked || stopRequested; });
+  }
+}
+
+uint64_t TimerMgr::FireDue() {
+  boost::recursive_mutex::scoped_lock lock(mutex);
+  firing = true;
+  // By index, so that even a misbehaving callback that registers a timer
+  // can't invalidate the walk. Each test reads the clock afresh: earlier
+  // callbacks take time.
+  for (size_t i = 0; i < timers.size(); ++i) {
+    timers[i]->FireIfDue(clock.MonotonicMs());
+  }
+  // Callbacks may have started timers, so the next deadline comes after the
+  // walk.
+  uint64_t next = kNever;
+  for (const Timer* timer : timers) {
+    if (timer->active) {
+      next = std::min(next, timer->deadline);
+    }
+  }
+  firing = false;
+  nextDeadline = next;
+  return next;
+}
+
+void TimerMgr::Run() {
+  std::unique_lock<std::mutex> lock(wakeMutex);
+  threadId = boost::this_thread::get_id();
+  while (!stopRequested) {
+    const uint64_t asked = wakesAsked;
+    lock.unlock();
+    const uint64_t next = FireDue();
+    lock.lock();
+    wakesServed = asked;
+    served.notify_all();
+    if (wakesAsked != asked || stopRequested) {
+      continue;  // woken while firing: look again at once
+    }
+    if (next == kNever) {
+      wake.wait(lock);
+    } else {
+      clock.WaitUntil(wake, lock, next);
+    }
+  }
+  wakesServed = wakesAsked;
+  served.notify_all();
 }
 
 }  // namespace common

@@ -7,25 +7,38 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <cstdint>
 #include <mutex>
 #include <vector>
+
+#include "common/Clock.h"
 
 namespace common {
 
 class Timer;
 
-// One thread that polls a list of one-shot timers at a fixed tick and calls the
-// callbacks of those that expired. It owns no lock: it borrows the recursive
-// mutex of its owner, so every callback runs inside the owner's critical
-// section and needs no further locking against the owner's other entry points.
+// One thread that fires one-shot timers. It owns no lock: it borrows the
+// recursive mutex of its owner, so every callback runs inside the owner's
+// critical section and needs no further locking against the owner's other
+// entry points.
 //
-// A timer fires between 0 and one tick (plus the other callbacks of that poll)
-// after its deadline, never early. The system clock is the time source. Stop
-// wakes the thread from its pause, so it returns as soon as a running poll
-// has ended.
-class TimerMgr : private boost::noncopyable {
+// Deadlines are points of the monotonic clock of the Clock given at
+// construction, so a step of the wall clock neither fires a timer early nor
+// holds it back. The thread sleeps until the earliest deadline of its active
+// timers (without any while none is active) instead of polling at a tick: an
+// idle service doesn't wake for nothing. It is woken when a timer is started
+// with a deadline earlier than the one it sleeps towards, when a clock moved
+// by hand tells it so, and by Stop. Stopping a timer doesn't wake it: at worst
+// it wakes once at the stopped timer's deadline, finds nothing due and sleeps
+// on. A timer thus fires at its deadline (plus the scheduler's latency and the
+// other callbacks due at the same time), never early, and no later than a
+// tick-polling manager would have fired it.
+class TimerMgr : private boost::noncopyable, private Clock::Sleeper {
  public:
-  TimerMgr(boost::recursive_mutex& mutex, unsigned tickMilliseconds);
+  // tickMilliseconds is the lateness the owners were promised by the earlier
+  // tick-polling design; the manager now fires at the deadline, so it no
+  // longer plays a part.
+  TimerMgr(boost::recursive_mutex& mutex, unsigned tickMilliseconds, Clock& clock = GetClock());
   // Stops the thread if started.
   ~TimerMgr();
 
@@ -33,7 +46,7 @@ class TimerMgr : private boost::noncopyable {
   void Start();
   // Throws InvalidOperationException("timer manager was stopped") if not
   // started. Call it without holding the borrowed mutex: the join waits for
-  // the thread's last poll, which needs it.
+  // a running round of callbacks, which needs it.
   void Stop();
 
   // For Timer's constructor and destructor only.
@@ -41,17 +54,42 @@ class TimerMgr : private boost::noncopyable {
   void Unregister(Timer* timer);
 
   boost::recursive_mutex& GetMutex() { return mutex; }
+  Clock& GetTimeSource() { return clock; }
 
  private:
-  void Poll();
+  friend class Timer;
+
+  static constexpr uint64_t kNever = ~static_cast<uint64_t>(0);
+
+  // Timer::Start, with the mutex held: wakes the thread if deadline comes
+  // before the one it sleeps towards.
+  void Scheduled(uint64_t deadline);
+  // The thread's loop, and one round of it under the mutex: fires what is
+  // due and returns the earliest deadline left.
+  void Run();
+  uint64_t FireDue();
+  void Wake();
+  // Clock::Sleeper: the time was moved by hand. Returns once the thread has
+  // fired what is due at the new time, so that a test sees the effect at once
+  // (not when called on the timer thread itself).
+  void OnClockMoved() override;
 
   boost::recursive_mutex& mutex;
+  Clock& clock;
   bool started;
   std::atomic<bool> stopRequested;
-  // Wakes the poll from its pause when Stop is called.
+  // Under mutex: the deadline the thread sleeps towards (kNever: none), and
+  // whether it is firing timers now (it then computes the next one itself).
+  uint64_t nextDeadline;
+  bool firing;
+  // Under wakeMutex: wake-ups asked for and the last one the thread has
+  // served with a round; the thread's id, for OnClockMoved.
   std::mutex wakeMutex;
   std::condition_variable wake;
-  unsigned tickMicroseconds;
+  std::condition_variable served;
+  uint64_t wakesAsked;
+  uint64_t wakesServed;
+  boost::thread::id threadId;
   boost::shared_ptr<boost::thread> thread;
   std::vector<Timer*> timers;  // in order of registration; not owned
 };

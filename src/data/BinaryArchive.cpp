@@ -107,6 +107,7 @@ BinaryIArchive::BinaryIArchive(ArchiveInput& input, std::size_t minimumElementSi
 }
 
 void BinaryIArchive::ReadHeader() {
+  input.BeginItem();
   if (LoadUnsigned32() != kSignatureLength) {
     throw ParseException("not an archive: wrong signature");
   }
@@ -116,11 +117,13 @@ void BinaryIArchive::ReadHeader() {
   if (std::memcmp(signature, kSignature, kSignatureLength) != 0) {
     throw ParseException("not an archive: wrong signature");
   }
+  input.BeginItem();
   const unsigned version = LoadByte();
   if (version > kArchiveLibraryVersion) {
     throw ParseException("archive library version " + std::to_string(version) + " is newer than " +
                          std::to_string(kArchiveLibraryVersion));
   }
+  input.BeginItem();
   const unsigned char intSize = LoadByte();
   const unsigned char longSize = LoadByte();
   const unsigned char floatSize = LoadByte();
@@ -129,10 +132,12 @@ void BinaryIArchive::ReadHeader() {
       doubleSize != kSizeOfDouble) {
     throw ParseException("archive from a platform with other type sizes");
   }
+  input.BeginItem();
   if (LoadUnsigned32() != static_cast<unsigned>(kByteOrderCheck)) {
     throw ParseException("archive with another byte order");
   }
-  // Tells Boost's collection code that no item versions follow the counts.
+  // Tells Boost's collection code that no item versions follow the counts,
+  // and this archive how wide the class versions are.
   set_library_version(boost::serialization::library_version_type(version));
 }
 
@@ -157,19 +162,23 @@ unsigned char BinaryIArchive::LoadByte() {
 }
 
 void BinaryIArchive::load_override(boost::archive::version_type& version) {
-  version = boost::archive::version_type(LoadByte());
+  input.BeginItem();
+  // Library versions 2 and below kept the class version in an unsigned int.
+  const bool wide = get_library_version() < boost::serialization::library_version_type(3);
+  version = boost::archive::version_type(wide ? LoadUnsigned32() : LoadByte());
 }
 
 void BinaryIArchive::load_override(boost::archive::tracking_type& tracking) {
-  // Nothing in our files is tracked: a reference to an earlier object would
-  // make Boost hand out the address of whatever object that was.
-  if (LoadByte() != 0) {
-    throw ParseException("tracked object in archive");
-  }
-  tracking = boost::archive::tracking_type(false);
+  // We never write a tracked class, but another writer may have: Boost then
+  // reads an object id in front of each object of the class. No record is
+  // read through a pointer, so an id that refers back to an earlier object
+  // only leaves that object as it was constructed, as in Boost's own reader.
+  input.BeginItem();
+  tracking = boost::archive::tracking_type(LoadByte() != 0);
 }
 
 void BinaryIArchive::load_override(boost::serialization::collection_size_type& count) {
+  input.BeginItem();
   const unsigned value = LoadUnsigned32();
   if (value > input.Remaining() / minimumElementSize) {
     throw ParseException("collection of " + std::to_string(value) +
@@ -179,19 +188,23 @@ void BinaryIArchive::load_override(boost::serialization::collection_size_type& c
 }
 
 void BinaryIArchive::load_override(boost::serialization::item_version_type& version) {
-  // Library version 3 has no item versions; Boost doesn't ask for one.
+  // Library versions 3 and below have no item versions; Boost doesn't ask
+  // for one.
   version = boost::serialization::item_version_type(0);
 }
 
 void BinaryIArchive::load(bool& value) {
+  input.BeginItem();
   const unsigned char byte = LoadByte();
   if (byte > 1) {
-    throw ParseException("boolean of value " + std::to_string(byte) + " in archive");
+    NoteRepair("boolean of value " + std::to_string(byte) + " at byte offset " +
+               std::to_string(input.ItemOffset()) + " read as true");
   }
-  value = byte == 1;
+  value = byte != 0;
 }
 
 void BinaryIArchive::load(std::string& text) {
+  input.BeginItem();
   const unsigned length = LoadUnsigned32();
   if (length > input.Remaining()) {
     throw ParseException("string of " + std::to_string(length) + " bytes beyond the end of the archive");

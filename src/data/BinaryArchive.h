@@ -11,14 +11,21 @@
 // Integers go in native order; every platform we build for is little-endian,
 // which is what the header's byte order check records.
 //
-// The input side reads from memory so that it knows how many bytes are left:
-// no length or count in a file can make it allocate more than the file could
-// hold, and it never reads behind the end. Every failure is an exception
-// derived from std::exception.
+// The input side reads what Boost's own binary_iarchive reads on the device
+// for library versions 0 to 3: the same layout, except that library versions
+// 2 and below store a class version in 4 bytes. It follows the file's
+// tracking flags as Boost does (a tracked class has a 4-byte object id in
+// front of each object, which Boost's object code reads). Where Boost takes
+// a byte other than 0 and 1 into a bool, undefined, this archive reads true
+// and notes the repair. It reads from memory so that it knows how many bytes
+// are left: no length or count in a file can make it allocate more than the
+// file could hold, and it never reads behind the end. Every failure is an
+// exception derived from std::exception; ItemOffset() then tells where.
 
 #include <cstddef>
 #include <streambuf>
 #include <string>
+#include <vector>
 
 #include <boost/archive/binary_iarchive_impl.hpp>
 #include <boost/archive/binary_oarchive_impl.hpp>
@@ -66,11 +73,18 @@ class BinaryOArchive
   void SaveUnsigned32(std::size_t value, const char* what);
 };
 
-// The bytes that a BinaryIArchive reads, with the count of those left.
+// The bytes that a BinaryIArchive reads, with the count of those read and
+// left, and the offset of the item that the archive began to read last.
 class ArchiveInput : public std::streambuf {
  public:
   ArchiveInput(const char* bytes, std::size_t size);
   std::size_t Remaining() const { return static_cast<std::size_t>(egptr() - gptr()); }
+  std::size_t Consumed() const { return static_cast<std::size_t>(gptr() - eback()); }
+  std::size_t ItemOffset() const { return itemOffset; }
+  void BeginItem() { itemOffset = Consumed(); }
+
+ private:
+  std::size_t itemOffset = 0;
 };
 
 class BinaryIArchive
@@ -83,6 +97,15 @@ class BinaryIArchive
   // anything is allocated for it.
   explicit BinaryIArchive(ArchiveInput& input, std::size_t minimumElementSize = 1);
 
+  // What was read in a form that breaks a rule of ours and was repaired, in
+  // the order found; NoteRepair adds to it (used by the record code too).
+  const std::vector<std::string>& Repairs() const { return repairs; }
+  void NoteRepair(const std::string& text) { repairs.push_back(text); }
+  std::size_t ItemOffset() const { return input.ItemOffset(); }
+  // The address of the member of the outermost object that was being read
+  // last: after a failure, the member in which it happened.
+  const void* CurrentMember() const { return currentMember; }
+
  private:
   using Base = boost::archive::binary_iarchive_impl<BinaryIArchive, char, std::char_traits<char>>;
   friend class boost::archive::detail::interface_iarchive<BinaryIArchive>;
@@ -94,7 +117,12 @@ class BinaryIArchive
 
   template <class T>
   void load_override(T& t) {
+    if (depth == 1) {
+      currentMember = &t;
+    }
+    ++depth;
     Base::load_override(t);
+    --depth;
   }
   void load_override(boost::archive::version_type& version);
   void load_override(boost::archive::tracking_type& tracking);
@@ -103,6 +131,7 @@ class BinaryIArchive
 
   template <class T>
   void load(T& t) {
+    input.BeginItem();
     Require(sizeof(T));
     Base::load(t);
   }
@@ -117,6 +146,10 @@ class BinaryIArchive
 
   ArchiveInput& input;
   std::size_t minimumElementSize;
+  std::vector<std::string> repairs;
+  // How deep in objects the archive is; an exception leaves it as it was.
+  int depth = 0;
+  const void* currentMember = nullptr;
 };
 
 }  // namespace data

@@ -1,22 +1,54 @@
 #include "data/Database.h"
 
+#include <errno.h>
+#include <stdio.h>
+#include <sys/stat.h>
+
 #include <algorithm>
 
+#include "common/Exceptions.h"
 #include "data/DatabaseFile.h"
 
 namespace data {
 
 Database::Database(const std::string& path) : sortKeys(1), path(path) {}
 
-bool Database::Load() {
+Database::Found Database::Read() {
   try {
-    ReadDatabaseFile(path, *this);
-    return true;
-  } catch (const std::exception&) {
+    return ReadDatabaseFile(path, *this).empty() ? Found::Database : Found::RepairedDatabase;
+  } catch (const std::exception& error) {
     // Nothing of a partly read file may remain.
     *this = Database(path);
-    return false;
+    const IOException* failure = dynamic_cast<const IOException*>(&error);
+    struct stat status {};
+    const bool empty = ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_size == 0;
+    return (failure != nullptr && failure->GetErrorNumber() == ENOENT) || empty ? Found::Nothing
+                                                                                : Found::Damage;
   }
+}
+
+bool Database::Load() {
+  const Found found = Read();
+  return found == Found::Database || found == Found::RepairedDatabase;
+}
+
+Database::Found Database::Open() {
+  const Found found = Read();
+  if (found == Found::Nothing) {
+    Save();
+  } else if (found == Found::Damage) {
+    KeepDamagedFile(path);
+    Save();
+  } else if (found == Found::RepairedDatabase) {
+    // A repair keeps the records but may drop what the file held beyond
+    // them: the original stays beside the repaired file for the operator.
+    const std::string aside = KeepDamagedFile(path);
+    if (!Save() && !aside.empty()) {
+      const std::string original = aside.substr(0, aside.size() - (sizeof(kDamagedSuffix) - 1));
+      ::rename(aside.c_str(), original.c_str());
+    }
+  }
+  return found;
 }
 
 bool Database::Save() {

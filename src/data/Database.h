@@ -28,11 +28,29 @@ class Database {
 
   // Replaces the state by the file's content. False if the file is missing,
   // unreadable or damaged in any way; the state is then that of a new
-  // database. Never throws.
+  // database. Content that Boost's own reader accepts but that breaks a rule
+  // of ours is repaired and counts as read (docs/database-format.md).
+  // Never throws.
   bool Load();
   // Writes the whole state so that a crash at any moment leaves either the
   // old or the new complete file. False if that didn't work. Never throws.
   bool Save();
+
+  // What Open() found at path.
+  enum class Found {
+    Database,          // a database, read as it was
+    RepairedDatabase,  // a database, read with repairs (see Load)
+    Nothing,           // no file, or an empty one
+    Damage,            // a file that couldn't be read
+  };
+  // The daemon's start: Load(), and then make sure that a good file stands
+  // at path without losing anything that was there. Nothing: a new database
+  // is saved. Damage: the file is kept aside as "<path>.damaged" (see
+  // KeepDamagedFile), and a new database is saved. RepairedDatabase: the
+  // file as found is kept aside the same way and the repaired state is
+  // saved at once; if that save fails, the original is put back. Never
+  // throws; a failed save doesn't stop the start.
+  Found Open();
 
   // The inbox, newest entry first whatever its kind (equal keys keep orders
   // before text messages, each in ascending id).
@@ -61,6 +79,7 @@ class Database {
   std::string path;  // the file; not part of it
 
  private:
+  Found Read();
   void CollectInbox(std::deque<InboxEntry*>& entries, bool unreadOnly);
 };
 

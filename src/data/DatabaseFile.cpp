@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -101,9 +102,8 @@ void WriteAll(const Database& database, const std::string& path, int fd) {
   }
 }
 
-}  // namespace
-
-void ReadDatabaseFile(const std::string& path, Database& database) {
+// The bytes of the file at path.
+std::string ReadFileBytes(const std::string& path) {
   // Non-blocking, so that a named pipe in the way can't hold the start up.
   Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   if (file.Get() < 0) {
@@ -137,11 +137,48 @@ void ReadDatabaseFile(const std::string& path, Database& database) {
     }
     bytes.append(chunk, static_cast<std::size_t>(count));
   }
+  return bytes;
+}
+
+}  // namespace
+
+DatabaseReport InspectDatabaseFile(const std::string& path, Database& database) {
+  const std::string bytes = ReadFileBytes(path);
+  return ReadDatabase(bytes.data(), bytes.size(), database);
+}
+
+std::vector<std::string> ReadDatabaseFile(const std::string& path, Database& database) {
+  const std::string bytes = ReadFileBytes(path);
   try {
-    DecodeDatabase(bytes, database);
-  } catch (const std::exception& error) {
+    return DecodeDatabase(bytes, database);
+  } catch (const ParseException& error) {
     throw ParseException(path + ": damaged database file: " + error.what());
   }
+}
+
+std::string KeepDamagedFile(const std::string& path) {
+  // A link at path is the operator's way of putting the file elsewhere: the
+  // file it points to is kept aside beside itself, and the link stays.
+  std::string file = path;
+  struct stat status {};
+  if (::lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode)) {
+    char* resolved = ::realpath(path.c_str(), nullptr);
+    if (resolved == nullptr) {
+      return std::string();
+    }
+    file = resolved;
+    ::free(resolved);
+  }
+  // Nothing to keep in a missing or empty file, and folders, pipes and
+  // devices aren't ours to move.
+  if (::lstat(file.c_str(), &status) != 0 || !S_ISREG(status.st_mode) || status.st_size == 0) {
+    return std::string();
+  }
+  const std::string aside = file + kDamagedSuffix;
+  if (::rename(file.c_str(), aside.c_str()) != 0) {
+    return std::string();
+  }
+  return aside;
 }
 
 void WriteDatabaseFile(const Database& database, const std::string& path, bool synchronise) {

@@ -1,193 +1,55 @@
-// The archive forms of all records and of the database, in one translation
-// unit: Boost.Serialization's templates are expensive to compile, and only
-// the database file needs them.
+// The database archive in one translation unit: Boost.Serialization's
+// templates are expensive to compile, and only the database file needs them.
 #include <sstream>
 #include <string>
 #include <utility>
 
-#include "data/BinaryArchive.h"
-
-#include <boost/serialization/base_object.hpp>
-#include <boost/serialization/map.hpp>
-#include <boost/serialization/string.hpp>
-#include <boost/serialization/utility.hpp>
-#include <boost/serialization/vector.hpp>
-
-#include "common/Exceptions.h"
-#include "data/Database.h"
 #include "data/DatabaseFile.h"
+#include "data/RecordSerialization.h"
 
 namespace data {
 
 namespace {
 
-// Every element of every collection in the file takes at least 8 bytes: a
-// telephone book entry has two string lengths, a list element a key and a
-// record with at least an id and a string length.
-constexpr std::size_t kMinimumElementSize = 8;
+// Every element of every collection in the file takes at least 4 bytes:
+// a telephone book entry has two string lengths and a list element a key
+// and a record, but an element of a tracked class may be no more than the
+// 4-byte id of an earlier object.
+constexpr std::size_t kMinimumElementSize = 4;
 
-// A class version above ours comes from a newer program whose fields we
-// can't know: the file is refused rather than misread.
-template <class T>
-void CheckVersion(unsigned version) {
-  const unsigned known = boost::serialization::version<T>::value;
-  if (version > known) {
-    throw ParseException("class version " + std::to_string(version) + " above the known " +
-                         std::to_string(known));
-  }
-}
+const std::size_t kHeaderSize = 35;
 
-template <class T>
-void CheckKeys(const ObjectList<T>& list, const char* what) {
-  for (const auto& entry : list) {
-    if (entry.first != entry.second.id) {
-      throw ParseException(std::string(what) + " " + std::to_string(entry.second.id) + " stored under id " +
-                           std::to_string(entry.first));
+// Which member of database is at address, or kDatabaseMembers.
+unsigned MemberAt(const Database& database, const void* address) {
+  const void* const members[kDatabaseMembers] = {
+      &database.orders,        &database.textMessages, &database.statuses,
+      &database.orderStatuses, &database.workingTime,  &database.sortKeys,
+      &database.config,        &database.velarn,       &database.zu};
+  for (unsigned i = 0; i < kDatabaseMembers; ++i) {
+    if (members[i] == address) {
+      return i;
     }
   }
+  return kDatabaseMembers;
 }
+
+// The members as a person names them.
+const char* const kMemberNames[kDatabaseMembers] = {"orders",         "text messages", "statuses",
+                                                    "order statuses", "working time",  "sort key generator",
+                                                    "configuration",  "unit record",   "navigation record"};
 
 }  // namespace
 
-// Records have no default constructor: Boost builds list elements and
-// telephone book entries through these before reading into them.
-template <class Archive>
-void load_construct_data(Archive&, std::pair<const unsigned int, Order>* element, const unsigned int) {
-  ::new (element) std::pair<const unsigned int, Order>(0, Order(0, std::string(), std::string()));
-}
-
-template <class Archive>
-void load_construct_data(Archive&, std::pair<const unsigned int, TextMessage>* element, const unsigned int) {
-  ::new (element) std::pair<const unsigned int, TextMessage>(0, TextMessage(0, std::string()));
-}
-
-template <class Archive>
-void load_construct_data(Archive&, std::pair<const unsigned int, Status>* element, const unsigned int) {
-  ::new (element) std::pair<const unsigned int, Status>(0, Status(0, std::string()));
-}
-
-template <class Archive>
-void load_construct_data(Archive&, TelephoneBookEntry* entry, const unsigned int) {
-  ::new (entry) TelephoneBookEntry(std::string(), std::string());
-}
-
-template <class Archive>
-void Object::serialize(Archive& archive, const unsigned int version) {
-  CheckVersion<Object>(version);
-  archive& id;
-}
-
-template <class Archive>
-void InboxEntry::serialize(Archive& archive, const unsigned int version) {
-  CheckVersion<InboxEntry>(version);
-  archive& boost::serialization::base_object<Object>(*this);
-  archive& text& sortKey& arrivalTime& lastChangeTime;
-}
-
-template <class Archive>
-void Position::serialize(Archive& archive, const unsigned int version) {
-  CheckVersion<Position>(version);
-  archive& latitude& longitude;
-}
-
-template <class Archive>
-void TelephoneBookEntry::serialize(Archive& archive, const unsigned int version) {
-  CheckVersion<TelephoneBookEntry>(version);
-  archive& number& name;
-}
-
-template <class Archive>
-void Order::serialize(Archive& archive, const unsigned int version) {
-  CheckVersion<Order>(version);
-  archive& boost::serialization::base_object<InboxEntry>(*this);
-  archive& number& destination& destinationDescription& type& state& activeState& allowedActiveStates&
-      plannedArrival& telephoneBook;
-}
-
-template <class Archive>
-void TextMessage::serialize(Archive& archive, const unsigned int version) {
-  CheckVersion<TextMessage>(version);
-  archive& boost::serialization::base_object<InboxEntry>(*this);
-  archive& read;
-}
-
-template <class Archive>
-void Status::serialize(Archive& archive, const unsigned int version) {
-  CheckVersion<Status>(version);
-  archive& boost::serialization::base_object<Object>(*this);
-  archive& text;
-}
-
-template <class T>
-template <class Archive>
-void ObjectList<T>::serialize(Archive& archive, const unsigned int /*version*/) {
-  archive& boost::serialization::base_object<std::map<unsigned int, T>>(*this);
-}
-
-template <class Archive>
-void OrderList::serialize(Archive& archive, const unsigned int version) {
-  CheckVersion<OrderList>(version);
-  archive& boost::serialization::base_object<ObjectList<Order>>(*this);
-}
-
-template <class Archive>
-void GPSInfo::serialize(Archive& archive, const unsigned int version) {
-  CheckVersion<GPSInfo>(version);
-  archive& status& position& time& satellites& speed& course;
-}
-
-template <class Archive>
-void LogbookInfo::serialize(Archive& archive, const unsigned int version) {
-  CheckVersion<LogbookInfo>(version);
-  archive& mode& tripValid& tripOdometer& tripStarted& tripDuration& tripDistance;
-}
-
-template <class Archive>
-void WorkingTimeReporting::serialize(Archive& archive, const unsigned int version) {
-  CheckVersion<WorkingTimeReporting>(version);
-  archive& state& lastChange& startOfWork& endOfWork& startOfLastPause& endOfLastPause;
-}
-
-// Fields added by later versions keep their defaults when an older file is
-// read: the object being read into is a new one.
-template <class Archive>
-void ConfigParameters::serialize(Archive& archive, const unsigned int version) {
-  CheckVersion<ConfigParameters>(version);
-  if (version >= 2) {
-    archive& configured;
+std::string DatabaseReport::DescribeDamage() const {
+  std::string where;
+  if (damageOffset < kHeaderSize) {
+    where = "the header";
+  } else if (wholeMembers < kDatabaseMembers && (partialList || wholeMembers > 0)) {
+    where = std::string("the ") + kMemberNames[wholeMembers];
+  } else {
+    where = "the database's preamble";
   }
-  archive& askDriverId& logbookEnabled& thirdLogbookMode& workingTimeEnabled& logbookFollowsWorkingTime&
-      etaEnabled& etaIntervalHome& etaIntervalRoaming& privacyEnabled;
-  if (version >= 2) {
-    archive& resetMode;
-  }
-  if (version >= 3) {
-    archive& newSessionBoundary;
-  }
-}
-
-template <class Archive>
-void VelarnParameters::serialize(Archive& archive, const unsigned int version) {
-  CheckVersion<VelarnParameters>(version);
-  archive& linkLostAt& gps& odometer& tripValue& registered& homeNetwork& logbook;
-  if (version >= 2) {
-    archive& gpsFeedEnabled;
-  }
-}
-
-template <class Archive>
-void ZUParameters::serialize(Archive& archive, const unsigned int version) {
-  CheckVersion<ZUParameters>(version);
-  archive& lastEta& etaOrderId& driverId& reservedTime& gps& logbookMode;
-  if (version >= 2) {
-    archive& NCVersion& NCBuild& SNR;
-  }
-}
-
-template <class Archive>
-void Database::serialize(Archive& archive, const unsigned int version) {
-  CheckVersion<Database>(version);
-  archive& orders& textMessages& statuses& orderStatuses& workingTime& sortKeys& config& velarn& zu;
+  return "stopped at byte offset " + std::to_string(damageOffset) + " in " + where + ": " + damage;
 }
 
 void WriteDatabase(const Database& database, std::streambuf& out) {
@@ -201,25 +63,75 @@ std::string EncodeDatabase(const Database& database) {
   return out.str();
 }
 
-void DecodeDatabase(const char* bytes, std::size_t size, Database& database) {
+DatabaseReport ReadDatabase(const char* bytes, std::size_t size, Database& database) {
+  DatabaseReport report;
   Database loaded(database.path);
   ArchiveInput input(bytes, size);
-  {
+  unsigned hit = kDatabaseMembers;  // the member in which a damage was found
+  try {
     BinaryIArchive archive(input, kMinimumElementSize);
-    archive >> loaded;
+    try {
+      archive >> loaded;
+    } catch (const std::exception&) {
+      report.repairs = archive.Repairs();
+      hit = MemberAt(loaded, archive.CurrentMember());
+      throw;
+    }
+    report.repairs = archive.Repairs();
+  } catch (const std::exception& error) {
+    report.damaged = true;
+    report.damageOffset = input.ItemOffset();
+    report.damage = error.what();
+    report.wholeMembers = hit < kDatabaseMembers ? hit : 0;
+    report.partialList = hit < 4;
+    // The members behind the damage were never reached. Of the one it hit,
+    // a list keeps its whole records; a plain record goes back to its
+    // defaults, for half of it wasn't read.
+    Database fresh(database.path);
+    switch (hit) {
+      case 4:
+        loaded.workingTime = fresh.workingTime;
+        break;
+      case 5:
+        loaded.sortKeys = fresh.sortKeys;
+        break;
+      case 6:
+        loaded.config = fresh.config;
+        break;
+      case 7:
+        loaded.velarn = fresh.velarn;
+        break;
+      case 8:
+        loaded.zu = fresh.zu;
+        break;
+      default:
+        break;
+    }
   }
-  if (input.Remaining() != 0) {
-    throw ParseException(std::to_string(input.Remaining()) + " bytes behind the end of the database");
+  if (!report.damaged && input.Remaining() != 0) {
+    // Boost's reader stops at the end of the object too: what follows is no
+    // part of the database (writing a shorter file over a longer one in
+    // place leaves such a tail).
+    report.repairs.push_back(std::to_string(input.Remaining()) +
+                             " bytes after the end of the database at byte offset " +
+                             std::to_string(input.Consumed()) + " ignored");
   }
-  CheckKeys(loaded.orders, "order");
-  CheckKeys(loaded.textMessages, "text message");
-  CheckKeys(loaded.statuses, "status");
-  CheckKeys(loaded.orderStatuses, "order status");
   database = std::move(loaded);
+  return report;
 }
 
-void DecodeDatabase(const std::string& bytes, Database& database) {
-  DecodeDatabase(bytes.data(), bytes.size(), database);
+std::vector<std::string> DecodeDatabase(const char* bytes, std::size_t size, Database& database) {
+  Database loaded(database.path);
+  DatabaseReport report = ReadDatabase(bytes, size, loaded);
+  if (report.damaged) {
+    throw ParseException(report.DescribeDamage());
+  }
+  database = std::move(loaded);
+  return std::move(report.repairs);
+}
+
+std::vector<std::string> DecodeDatabase(const std::string& bytes, Database& database) {
+  return DecodeDatabase(bytes.data(), bytes.size(), database);
 }
 
 }  // namespace data

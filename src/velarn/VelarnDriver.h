@@ -21,7 +21,7 @@ class TransportLayerImpl;
 
 // The facade of the unit link, the only class of it that the daemon sees. It
 // owns the four layers (raw, frame, transport, application), the stack's
-// recursive mutex, the timer manager (200 ms tick) and the event queue with
+// recursive mutex, the timer manager and the event queue with
 // its thread. Calls into the stack take the mutex; events out of it travel
 // through the queue and reach the listener on the event thread, which holds
 // no lock of the stack, so the listener may call back.

@@ -14,6 +14,7 @@
 #include "bkcom/Text.h"
 #include "bkcom/VelarnMessageRegistry.h"
 #include "common/Buffer.h"
+#include "common/Clock.h"
 #include "common/Exceptions.h"
 #include "common/Time.h"
 #include "data/Database.h"
@@ -257,6 +258,7 @@ void Application::OnInterrupted(velarn::IVelarnDriver& /*driver*/) {
   boost::recursive_mutex::scoped_lock lock(mutex);
   CloseGpsFeed();
   database.velarn.linkLostAt = common::GetTimeMs();
+  linkLostMonotonicMs = common::GetMonotonicMs();
   DemoteLiveFix(database.velarn.gps);
   CConnectionStateEvent state;
   state.connected = false;
@@ -315,9 +317,14 @@ void Application::FillEventHeader(quorlan::AEventOutMsg& message) {
   int32_t linkAge = -1;
   if (driver.IsConnected()) {
     linkAge = 0;
+  } else if (unit.linkLostAt != 0 && linkLostMonotonicMs != 0) {
+    // Lost while this process runs: measured on the monotonic clock, so that
+    // setting the wall clock doesn't age the link by hours.
+    linkAge = static_cast<int32_t>((common::GetMonotonicMs() - linkLostMonotonicMs) / 1000);
   } else if (unit.linkLostAt != 0) {
+    // Lost before the start: only the stored wall time tells. A clock set
+    // back since the loss counts as no time passed.
     const uint64_t now = common::GetTimeMs();
-    // A clock set back since the loss counts as no time passed.
     linkAge = now > unit.linkLostAt ? static_cast<int32_t>((now - unit.linkLostAt) / 1000) : 0;
   }
   message.linkAge.SetValue(linkAge);

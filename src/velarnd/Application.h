@@ -68,7 +68,8 @@ class Application : public bkcom::ABKComEventHandler,
                     public bkcom::IIncomingMessageHandler,
                     public quorlan::IIncomingMessageHandler {
  public:
-  // Tick of the application's timer thread.
+  // The tick that the timer manager's interface still takes (it sleeps until
+  // the next deadline instead).
   static constexpr unsigned kTimerTickMs = 200;
   // The keep-alive interval until the navigation application names one.
   static constexpr unsigned kInitialKeepAliveMs = 2000;
@@ -262,6 +263,9 @@ class Application : public bkcom::ABKComEventHandler,
   // greeting.
   common::Timer handshakeTimer;
   common::Generator actionIds;
+  // The monotonic time of the last loss of the unit link in this process
+  // (0: none yet); the link's age in reports is measured from it.
+  uint64_t linkLostMonotonicMs = 0;
   data::Database& database;
   velarn::IVelarnDriver& driver;
   nmea::IGPSFeeder& gpsFeeder;

@@ -1,11 +1,9 @@
 // The driver's identity, the logbook, the privacy state, the working time
 // clock, and the suspension of the unit link.
 
-#include <chrono>
-#include <thread>
-
 #include "bkcom/Actions.h"
 #include "bkcom/Events.h"
+#include "common/Clock.h"
 #include "data/Database.h"
 #include "quorlan/EventOutMessages.h"
 #include "quorlan/ServerValues.h"
@@ -155,7 +153,7 @@ void Application::Handle(const CSuspendAction& message) {
   }
   // The pause gives the link time to close before the application hears
   // back; the lock is free meanwhile, so unit events go on.
-  std::this_thread::sleep_for(std::chrono::milliseconds(kSuspendPauseMs));
+  common::GetClock().SleepFor(kSuspendPauseMs);
   boost::recursive_mutex::scoped_lock lock(mutex);
   Acknowledge(1, message);
 }

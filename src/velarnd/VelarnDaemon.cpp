@@ -56,12 +56,11 @@ int VelarnDaemon::Main() {
   const std::string serverAddress = Require("svraddr", "you must specify the server address (svraddr)");
   const std::string databaseFile = Require("dbfile", "you must specify the database file (dbfile)");
 
-  // The file exists with default contents before anything else can fail; a
-  // file that can't be written doesn't stop the start.
+  // A good file exists before anything else can fail: a missing one is
+  // written new, a damaged one is first kept aside as "<dbfile>.damaged" for
+  // the operator. A file that can't be written doesn't stop the start.
   data::Database database(databaseFile);
-  if (!database.Load()) {
-    database.Save();
-  }
+  database.Open();
 
   const sockaddr_in unitLocalAddress =
       RequireAddress("zuaddr", "you must specify the ZU's address (zuaddr)", "invalid address (zuaddr)");

@@ -40,8 +40,8 @@ TEST(WireTest, TheDocumentedExampleIsExactlyWhatIsSentAndRead) {
   EXPECT_EQ(0xFFFFFFFEu, id);
   EXPECT_EQ(BKMP_OK, BKMPGetFieldUniStr(decoded.get(), "Name", name, 8));
   EXPECT_EQ(std::wstring(L"Zo\u00EB"), name);
-  int8_t wrong = 0;  // the type travels too
-  EXPECT_EQ(BKMP_E_TYPE, BKMPGetFieldInt8(decoded.get(), "MessageID", &wrong));
+  uint8_t wrong = 0;  // the type travels too
+  EXPECT_EQ(BKMP_E_TYPE, BKMPGetFieldUint8(decoded.get(), "MessageID", &wrong));
 
   MessagePtr all;
   ASSERT_EQ(BKMP_OK, Decode(Frame(AllTypesMessage().get()), &all));

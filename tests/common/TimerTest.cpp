@@ -2,14 +2,13 @@
 
 #include <gtest/gtest.h>
 
-#include <boost/bind/bind.hpp>
 #include <boost/thread/recursive_mutex.hpp>
 #include <stdexcept>
 #include <vector>
 
 #include "common/Exceptions.h"
-#include "common/Time.h"
 #include "common/TimerMgr.h"
+#include "support/ManualClock.h"
 #include "support/Wait.h"
 
 namespace {
@@ -18,180 +17,144 @@ using namespace std::chrono_literals;
 using common::Timer;
 using common::TimerMgr;
 
-// The tests observe the manager's polls through a probe: a timer with
-// interval 0, registered first, that restarts itself in every poll and records
-// the poll's time. That makes "fired in the first poll after the deadline"
-// checkable without any timing assumption about a loaded machine.
+// On a clock moved by hand: Advance returns once the manager has fired what
+// is due, so every expectation is exact and nothing waits in real time.
 class TimerTest : public ::testing::Test {
  protected:
-  TimerTest()
-      : manager(mutex, 50),
-        probe(boost::bind(&TimerTest::OnProbe, this, boost::placeholders::_1), manager, 0) {}
+  TimerTest() : manager(mutex, 200, clock) { manager.Start(); }
 
-  void SetUp() override {
-    probe.Start();
-    manager.Start();
-  }
-  void TearDown() override { manager.Stop(); }
-
-  void OnProbe(Timer& timer) {
-    pollTimes.push_back(common::GetTimeMs());
-    timer.Start();
+  // A timer that records the monotonic time of each firing.
+  Timer::Callback Record(std::vector<uint64_t>& times) {
+    return [this, &times](Timer&) { times.push_back(clock.MonotonicMs()); };
   }
 
-  size_t Polls() {
-    boost::recursive_mutex::scoped_lock lock(mutex);
-    return pollTimes.size();
-  }
-
-  // Waits until n more polls happened.
-  bool WaitPolls(size_t n) {
-    const size_t target = Polls() + n;
-    return testsupport::WaitUntil([&] { return Polls() >= target; }, 10s);
-  }
-
+  testsupport::ManualClock clock;
   boost::recursive_mutex mutex;
   TimerMgr manager;
-  Timer probe;
-  std::vector<uint64_t> pollTimes;  // guarded by mutex
 };
 
-struct Firing {
-  uint64_t time = 0;
-  size_t pollIndex = 0;  // index of the probe entry of the firing poll
-  int count = 0;
-};
-
-TEST_F(TimerTest, FiresInTheFirstPollAfterItsDeadlineNeverEarly) {
-  Firing firing;
-  Timer timer(
-      [&](Timer&) {
-        firing.time = common::GetTimeMs();
-        firing.pollIndex = pollTimes.size() - 1;
-        ++firing.count;
-      },
-      manager, 180);
-  const uint64_t before = common::GetTimeMs();
-  timer.Start();
-  const uint64_t after = common::GetTimeMs();
-  ASSERT_TRUE(testsupport::WaitUntil([&] { return Polls() > 0 && timer.IsActive() == false; }, 10s));
-
-  boost::recursive_mutex::scoped_lock lock(mutex);
-  ASSERT_EQ(1, firing.count);
-  EXPECT_GE(firing.time, before + 180);
-  // The poll before the firing one still came before the deadline: the timer
-  // was at most one tick (plus the walk) late.
-  ASSERT_GE(firing.pollIndex, 1u);
-  EXPECT_LT(pollTimes[firing.pollIndex - 1], after + 180);
+TEST_F(TimerTest, FiresAtItsDeadlineNeverEarlyWhateverTheWallClockDoes) {
+  struct Case {
+    uint64_t interval;
+    int64_t wallStep;  // between the start and the deadline
+  };
+  for (const Case& c : {Case{0, 0}, Case{1, 0}, Case{500, 0}, Case{500, 3600000}, Case{500, -3600000},
+                        Case{1100, 3600000}, Case{1100, -3600000}}) {
+    SCOPED_TRACE(testing::Message() << "interval " << c.interval << ", wall step " << c.wallStep);
+    std::vector<uint64_t> times;
+    Timer timer(Record(times), manager, c.interval);
+    const uint64_t started = clock.MonotonicMs();
+    timer.Start();
+    clock.StepWall(c.wallStep);
+    if (c.interval > 0) {
+      clock.Advance(c.interval - 1);
+      EXPECT_TRUE(times.empty());
+    }
+    clock.Advance(1);
+    ASSERT_EQ(1u, times.size());
+    EXPECT_EQ(started + c.interval, times[0]);
+    EXPECT_FALSE(timer.IsActive());
+  }
 }
 
-TEST_F(TimerTest, ZeroIntervalStartStopAndRestart) {
-  int zeroFired = 0;
-  Timer zero([&](Timer&) { ++zeroFired; }, manager, 0);
-  zero.Start();
-  ASSERT_TRUE(WaitPolls(2));
-  {
-    boost::recursive_mutex::scoped_lock lock(mutex);
-    EXPECT_EQ(1, zeroFired);
-  }
-
-  // Started and stopped between two polls (the held lock keeps the poll out):
-  // it never fires.
-  int stoppedFired = 0;
-  Timer stopped([&](Timer&) { ++stoppedFired; }, manager, 0);
-  {
-    boost::recursive_mutex::scoped_lock lock(mutex);
-    stopped.Start();
-    stopped.Stop();
-  }
-  ASSERT_TRUE(WaitPolls(3));
-  {
-    boost::recursive_mutex::scoped_lock lock(mutex);
-    EXPECT_EQ(0, stoppedFired);
-  }
-  stopped.Stop();  // stopping a stopped timer is harmless
+TEST_F(TimerTest, StopRestartSetIntervalAndPeriodicUse) {
+  // Stopped before its deadline: never fires.
+  std::vector<uint64_t> stoppedTimes;
+  Timer stopped(Record(stoppedTimes), manager, 100);
+  stopped.Start();
+  stopped.Stop();
+  stopped.Stop();  // harmless
+  clock.Advance(1000);
+  EXPECT_TRUE(stoppedTimes.empty());
 
   // A restart before the deadline counts from the restart.
-  uint64_t restartedAt = 0;
-  uint64_t firedAt = 0;
-  Timer restarted([&](Timer&) { firedAt = common::GetTimeMs(); }, manager, 300);
+  std::vector<uint64_t> restartedTimes;
+  Timer restarted(Record(restartedTimes), manager, 300);
   restarted.Start();
-  ASSERT_TRUE(WaitPolls(1));
-  restartedAt = common::GetTimeMs();
+  clock.Advance(200);
   restarted.Start();
-  ASSERT_TRUE(testsupport::WaitUntil([&] { return !restarted.IsActive(); }, 10s));
-  boost::recursive_mutex::scoped_lock lock(mutex);
-  EXPECT_GE(firedAt, restartedAt + 300);
-}
+  clock.Advance(299);
+  EXPECT_TRUE(restartedTimes.empty());
+  clock.Advance(1);
+  EXPECT_EQ(1u, restartedTimes.size());
 
-TEST_F(TimerTest, CallbackMayRestartItsOwnTimer) {
-  std::vector<uint64_t> times;
+  // SetInterval leaves the running deadline; the next Start uses it.
+  std::vector<uint64_t> changedTimes;
+  Timer changed(Record(changedTimes), manager, 150);
+  changed.Start();
+  changed.SetInterval(60000);
+  clock.Advance(150);
+  ASSERT_EQ(1u, changedTimes.size());
+  changed.Start();
+  clock.Advance(59999);
+  EXPECT_EQ(1u, changedTimes.size());
+  clock.Advance(1);
+  EXPECT_EQ(2u, changedTimes.size());
+
+  // A callback that starts its own timer makes a periodic one; one move of
+  // the clock over several periods fires it once, since it restarts from the
+  // moment it ran.
+  std::vector<uint64_t> periodicTimes;
   Timer periodic(
       [&](Timer& self) {
-        times.push_back(common::GetTimeMs());
-        if (times.size() < 3) {
-          self.Start();
-        }
+        periodicTimes.push_back(clock.MonotonicMs());
+        self.Start();
       },
       manager, 100);
   periodic.Start();
-  ASSERT_TRUE(testsupport::WaitUntil(
-      [&] {
-        boost::recursive_mutex::scoped_lock lock(mutex);
-        return times.size() == 3;
-      },
-      10s));
-  boost::recursive_mutex::scoped_lock lock(mutex);
-  EXPECT_GE(times[1] - times[0], 100u);
-  EXPECT_GE(times[2] - times[1], 100u);
+  clock.Advance(100);
+  clock.Advance(100);
+  clock.Advance(250);
+  ASSERT_EQ(3u, periodicTimes.size());
+  EXPECT_EQ(100u, periodicTimes[1] - periodicTimes[0]);
+  EXPECT_EQ(250u, periodicTimes[2] - periodicTimes[1]);
 }
 
-TEST_F(TimerTest, ThrowingOrEmptyCallbacksDontDisturbTheWalk) {
+TEST_F(TimerTest, ThrowingOrEmptyCallbacksDontDisturbTheOthers) {
   int throwingCalls = 0;
-  int laterCalls = 0;
+  std::vector<uint64_t> laterTimes;
   Timer throwing(
       [&](Timer&) {
         ++throwingCalls;
         throw std::runtime_error("boom");
       },
-      manager, 0);
-  Timer empty(Timer::Callback(), manager, 0);
-  Timer later([&](Timer&) { ++laterCalls; }, manager, 0);
-  {
-    boost::recursive_mutex::scoped_lock lock(mutex);
-    throwing.Start();
-    empty.Start();
-    later.Start();
-  }
-  ASSERT_TRUE(WaitPolls(2));
-  boost::recursive_mutex::scoped_lock lock(mutex);
+      manager, 10);
+  Timer empty(Timer::Callback(), manager, 10);
+  Timer later(Record(laterTimes), manager, 10);
+  throwing.Start();
+  empty.Start();
+  later.Start();
+  clock.Advance(10);
   EXPECT_EQ(1, throwingCalls);
-  EXPECT_EQ(1, laterCalls);
+  EXPECT_EQ(1u, laterTimes.size());
+  EXPECT_FALSE(empty.IsActive());
 }
 
-TEST_F(TimerTest, SetIntervalAppliesFromTheNextStart) {
-  uint64_t firedAt = 0;
-  Timer timer([&](Timer&) { firedAt = common::GetTimeMs(); }, manager, 150);
-  const uint64_t started = common::GetTimeMs();
-  timer.Start();
-  timer.SetInterval(60000);
-  // Still fires on the old deadline; a wait of 10 s is far below 60 s.
-  ASSERT_TRUE(testsupport::WaitUntil([&] { return !timer.IsActive(); }, 10s));
-  boost::recursive_mutex::scoped_lock lock(mutex);
-  EXPECT_GE(firedAt, started + 150);
-  timer.Start();
-  EXPECT_TRUE(timer.IsActive());
-}
-
-TEST(TimerMgrTest, StartAndStopMisuse) {
+// On the system clock: a thread that sleeps towards a far deadline is woken
+// for a timer started with an earlier one, and by Stop.
+TEST(TimerMgrTest, SleepingThreadWakesForAnEarlierTimerAndForStop) {
   boost::recursive_mutex mutex;
-  TimerMgr manager(mutex, 200);
+  TimerMgr manager(mutex, 200, common::GetClock());
   EXPECT_THROW(manager.Stop(), InvalidOperationException);
   manager.Start();
   EXPECT_THROW(manager.Start(), InvalidOperationException);
-  manager.Stop();
-  // A manager may be started again; the destructor stops it.
-  manager.Start();
+
+  Timer far([](Timer&) {}, manager, 600000);
+  far.Start();
+  uint64_t firedAt = 0;
+  Timer near([&](Timer&) { firedAt = common::GetMonotonicMs(); }, manager, 20);
+  // Give the thread time to go to sleep towards the far deadline.
+  ASSERT_FALSE(testsupport::WaitUntil([&] { return !far.IsActive(); }, 50ms));
+  const uint64_t started = common::GetMonotonicMs();
+  near.Start();
+  ASSERT_TRUE(testsupport::WaitUntil([&] { return !near.IsActive(); }, 10s));
+  {
+    boost::recursive_mutex::scoped_lock lock(mutex);
+    EXPECT_GE(firedAt, started + 20);
+  }
+  manager.Stop();  // doesn't wait out the far deadline
+  EXPECT_TRUE(far.IsActive());
+  manager.Start();  // a manager may be started again; the destructor stops it
 }
 
 }  // namespace

@@ -82,6 +82,36 @@ TEST(DbCommandTest, DumpShowsEveryRecord) {
   EXPECT_EQ("5.2.1", parsed["zu"]["NCVersion"]);
 }
 
+TEST(DbCommandTest, DumpOfADamagedFileShowsWhatCameBeforeAndWhereItStopped) {
+  testsupport::TempDir folder;
+  const std::string path = folder.File("velarnd.db.damaged");
+  const std::string full = data::EncodeDatabase(testdata::FullDatabase());
+  const std::size_t text = full.find(std::string(500, 'D'));  // of the third text message
+  testsupport::WriteFile(path, full.substr(0, text + 10));
+  const std::string stop = "damaged database file: stopped at byte offset " + std::to_string(text - 4) +
+                           " in the text messages: string of 500 bytes";
+  std::string output;
+  EXPECT_EQ(1, Velarnctl({"db", "dump", path}, output));
+  for (const std::string& expected : {std::string("orders (100)"), std::string("text messages (2)"), stop}) {
+    EXPECT_TRUE(Contains(output, expected)) << expected;
+  }
+  EXPECT_LT(output.find("message 5002"), output.find(stop));
+  EXPECT_FALSE(Contains(output, "statuses")) << output;
+
+  EXPECT_EQ(1, Velarnctl({"db", "dump", path, "--json"}, output));
+  const nlohmann::json parsed = nlohmann::json::parse(output.substr(0, output.find("velarnctl db:")));
+  EXPECT_EQ(100u, parsed["orders"].size());
+  EXPECT_EQ(2u, parsed["textMessages"].size());
+  EXPECT_FALSE(parsed.contains("statuses"));
+  EXPECT_EQ(text - 4, parsed["damage"]["offset"]);
+
+  testsupport::WriteFile(path, full + "xyz");
+  EXPECT_EQ(0, Velarnctl({"db", "dump", path}, output));
+  EXPECT_TRUE(Contains(output, "repaired: 3 bytes after the end of the database at byte offset " +
+                                   std::to_string(full.size()) + " ignored"))
+      << output;
+}
+
 TEST(DbCommandTest, ErrorsAndHelp) {
   testsupport::TempDir folder;
   std::string output;

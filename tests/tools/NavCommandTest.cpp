@@ -22,7 +22,7 @@ class NavCommandTest : public ::testing::Test {
  protected:
   // Starts velarnctl nav on the daemon's socket with the further arguments.
   std::unique_ptr<ChildProcess> StartNav(const std::vector<std::string>& args = {}) {
-    std::vector<std::string> argv = {VELARNCTL_BINARY, "nav", address};
+    std::vector<std::string> argv = {VELARNCTL_BINARY, "nav", address, "--raw"};
     argv.insert(argv.end(), args.begin(), args.end());
     ChildProcess::Options options;
     options.captureInput = true;

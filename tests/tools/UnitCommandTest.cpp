@@ -164,7 +164,8 @@ struct Rig {
     std::vector<std::string> argv = {
         VELARNCTL_BINARY, "unit",
         "--local",        "127.0.0.1:" + std::to_string(unitPort),
-        "--peer",         "127.0.0.1:" + std::to_string(ntohs(rawFactory.made->GetBoundAddress().sin_port))};
+        "--peer",         "127.0.0.1:" + std::to_string(ntohs(rawFactory.made->GetBoundAddress().sin_port)),
+        "--raw"};
     argv.insert(argv.end(), options.begin(), options.end());
     testsupport::ChildProcess::Options childOptions;
     childOptions.captureInput = true;

@@ -206,7 +206,7 @@ Party& Service::StartUnit(const std::vector<std::string>& options) {
   std::vector<std::string> argv = {VELARNCTL_BINARY, "unit",
                                    "--local",        "127.0.0.1:" + std::to_string(unitPort),
                                    "--peer",         "127.0.0.1:" + std::to_string(daemonPort),
-                                   "--brief"};
+                                   "--brief",        "--raw"};
   argv.insert(argv.end(), options.begin(), options.end());
   unit.reset(new Party("velarnctl unit", argv, true, [this] { DrainAll(); }));
   return *unit;
@@ -229,7 +229,8 @@ Party& Service::StartNav(const std::vector<std::string>& options) {
     past.push_back(std::move(nav));
   }
   // -w: a daemon that never listens ends the run instead of keeping it waiting.
-  std::vector<std::string> argv = {VELARNCTL_BINARY, "nav", Socket(), "-w", "15"};
+  // --raw: the transcripts keep the numbers alone.
+  std::vector<std::string> argv = {VELARNCTL_BINARY, "nav", Socket(), "-w", "15", "--raw"};
   argv.insert(argv.end(), options.begin(), options.end());
   nav.reset(new Party("velarnctl nav #" + std::to_string(++navStarts), argv, true, [this] { DrainAll(); }));
   return *nav;

@@ -15,21 +15,26 @@ namespace velarnctl {
 namespace {
 
 const char kUsage[] =
-    "usage: velarnctl db dump FILE [--json]\n"
+    "usage: velarnctl db dump FILE [--raw|--json]\n"
     "       velarnctl db init FILE [--force]\n\n"
     "commands:\n"
     "  dump    print a database file: orders, text messages, statuses, working\n"
-    "          time, configuration, unit and navigation records; --json for\n"
-    "          machines (times as stored: seconds or milliseconds since 1970)\n"
+    "          time, configuration, unit and navigation records; --raw for the\n"
+    "          stored numbers alone, --json for machines (times as stored:\n"
+    "          seconds or milliseconds since 1970)\n"
     "  init    write a new, empty database to FILE (mode 0666); an existing\n"
     "          file is kept unless --force is given\n\n"
     "The file format is described in docs/database-format.md.\n";
 
 const char kDumpUsage[] =
-    "usage: velarnctl db dump FILE [--json]\n\n"
-    "Prints every record of the database file FILE. Fails (status 1) if the\n"
-    "file is missing, unreadable or damaged, telling why.\n\n"
+    "usage: velarnctl db dump FILE [--raw|--json]\n\n"
+    "Prints every record of the database file FILE, and what was repaired in\n"
+    "reading it. Fails (status 1) if the file is missing or unreadable; of a\n"
+    "damaged file (such as FILE.damaged, which the daemon keeps aside) it\n"
+    "prints every record read before the damage, then where (byte offset)\n"
+    "and why reading stopped, and fails.\n\n"
     "options:\n"
+    "  --raw     the stored numbers alone, without dates and names\n"
     "  --json    one JSON object, members named as in the code\n";
 
 const char kInitUsage[] =
@@ -86,18 +91,41 @@ int RunDump(const std::vector<std::string>& args) {
   std::string file;
   std::vector<std::string> flags;
   int status = 0;
-  if (!ParseArguments(args, {"--json"}, file, flags, kDumpUsage, status)) {
+  if (!ParseArguments(args, {"--json", "--raw"}, file, flags, kDumpUsage, status)) {
     return status;
   }
   data::Database database(file);
-  data::ReadDatabaseFile(file, database);
+  const data::DatabaseReport report = data::InspectDatabaseFile(file, database);
+  // A damaged file shows what was read whole before the damage.
+  const unsigned sections = report.wholeMembers + (report.partialList ? 1 : 0);
   if (Has(flags, "--json")) {
+    nlohmann::json json = DatabaseToJson(database);
+    static const char* const kMembers[data::kDatabaseMembers] = {"orders",        "textMessages", "statuses",
+                                                                 "orderStatuses", "workingTime",  "sortKeys",
+                                                                 "config",        "velarn",       "zu"};
+    for (unsigned member = sections; member < data::kDatabaseMembers; ++member) {
+      json.erase(kMembers[member]);
+    }
+    if (!report.repairs.empty()) {
+      json["repairs"] = report.repairs;
+    }
+    if (report.damaged) {
+      json["damage"] = {{"offset", report.damageOffset}, {"reason", report.damage}};
+    }
     // Texts come from outside: bytes that aren't UTF-8 are replaced, not fatal.
-    std::cout << DatabaseToJson(database).dump(2, ' ', false, nlohmann::json::error_handler_t::replace)
-              << '\n';
+    std::cout << json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
   } else {
     std::cout << "database " << file << '\n';
-    PrintDatabase(std::cout, database);
+    PrintDatabase(std::cout, database, sections,
+                  Has(flags, "--raw") ? OutputForm::Raw : OutputForm::Readable);
+    for (const std::string& repair : report.repairs) {
+      std::cout << "repaired: " << repair << '\n';
+    }
+  }
+  if (report.damaged) {
+    std::cout.flush();
+    std::cerr << "velarnctl db: " << file << ": damaged database file: " << report.DescribeDamage() << '\n';
+    return 1;
   }
   return 0;
 }

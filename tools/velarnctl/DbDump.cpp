@@ -1,57 +1,19 @@
 #include "velarnctl/DbDump.h"
 
-#include <time.h>
-
 #include <cstdio>
-#include <cstdlib>
 #include <ostream>
 #include <string>
 
-#include "common/Time.h"
 #include "data/Database.h"
+#include "velarnctl/Meanings.h"
 
 namespace velarnctl {
 
 namespace {
 
-const char* OrderStateName(int state) {
-  static const char* const names[] = {"new",
-                                      "new, to be accepted",
-                                      "read, to be accepted",
-                                      "read",
-                                      "accepted",
-                                      "cancelled",
-                                      "rejected",
-                                      "suspended",
-                                      "completed",
-                                      "active"};
-  return state >= 0 && state <= 9 ? names[state] : "unknown";
-}
-
-const char* WorkingTimeStateName(int state) {
-  switch (state) {
-    case data::WorkingTimeReporting::Working:
-      return "working";
-    case data::WorkingTimeReporting::Pause:
-      return "in a pause";
-    case data::WorkingTimeReporting::OffWork:
-      return "off work";
-    default:
-      return "unknown";
-  }
-}
-
-const char* LogbookModeName(int mode) {
-  switch (mode) {
-    case data::LogbookModePrivate:
-      return "private";
-    case data::LogbookModeBusiness:
-      return "business";
-    case data::LogbookModeThird:
-      return "third";
-    default:
-      return "none";
-  }
+// The value, with its meaning in parentheses unless the form is raw.
+std::string Named(OutputForm form, long long value, const std::string& meaning) {
+  return Annotated(form, std::to_string(value), meaning);
 }
 
 // A string in double quotes, with anything unprintable escaped.
@@ -73,67 +35,44 @@ std::string Quote(const std::string& text) {
   return quoted + "\"";
 }
 
-std::string FormatSeconds(uint64_t seconds, unsigned milliseconds, bool withMilliseconds) {
-  const time_t value = static_cast<time_t>(seconds);
-  tm parts{};
-  char text[64] = "?";
-  if (gmtime_r(&value, &parts) != nullptr) {
-    strftime(text, sizeof(text), "%Y-%m-%d %H:%M:%S", &parts);
+// Times of the daemon (seconds since 1970): the date and, in parentheses,
+// the stored number; the number alone in the raw form.
+std::string Time(OutputForm form, unsigned seconds) {
+  if (form == OutputForm::Raw) {
+    return std::to_string(seconds);
   }
-  std::string result = text;
-  if (withMilliseconds) {
-    char fraction[8];
-    std::snprintf(fraction, sizeof(fraction), ".%03u", milliseconds);
-    result += fraction;
-  }
-  return result + " UTC";
-}
-
-std::string Time(unsigned seconds) {
-  if (seconds == 0) {
-    return "none";
-  }
-  return FormatSeconds(seconds, 0, false) + " (" + std::to_string(seconds) + ")";
+  return seconds == 0 ? "none" : UtcText(seconds) + " (" + std::to_string(seconds) + ")";
 }
 
 // A time of the unit's clock (seconds since 2000-01-01), shown as a date with
 // the stored number.
-std::string UnitTime(unsigned seconds) {
-  if (seconds == 0 || seconds == 0xFFFFFFFFu) {
-    return "none";
+std::string UnitTime(OutputForm form, unsigned seconds) {
+  if (form == OutputForm::Raw) {
+    return std::to_string(seconds);
   }
-  return FormatSeconds(common::FromEpoch2000(seconds), 0, false) + " (" + std::to_string(seconds) +
-         " since 2000)";
+  const std::string date = Time2000Meaning(seconds);
+  return date == "none" ? date : date + " (" + std::to_string(seconds) + " since 2000)";
 }
 
-std::string TimeMs(uint64_t milliseconds) {
-  if (milliseconds == 0) {
-    return "none";
+std::string TimeMs(OutputForm form, uint64_t milliseconds) {
+  if (form == OutputForm::Raw) {
+    return std::to_string(milliseconds);
   }
-  return FormatSeconds(milliseconds / 1000, static_cast<unsigned>(milliseconds % 1000), true) + " (" +
-         std::to_string(milliseconds) + ")";
+  return milliseconds == 0
+             ? "none"
+             : UtcText(static_cast<int64_t>(milliseconds / 1000), static_cast<int>(milliseconds % 1000)) +
+                   " (" + std::to_string(milliseconds) + ")";
 }
 
-std::string Degrees(int millionths) {
-  const long long value = millionths;
-  const long long magnitude = std::llabs(value);
-  char text[32];
-  std::snprintf(text, sizeof(text), "%s%lld.%06lld", value < 0 ? "-" : "", magnitude / 1000000,
-                magnitude % 1000000);
-  return text;
-}
-
-std::string Place(const data::Position& position) {
+// In degrees; raw, in millionths of a degree as stored.
+std::string Place(OutputForm form, const data::Position& position) {
+  if (form == OutputForm::Raw) {
+    return std::to_string(position.latitude) + ", " + std::to_string(position.longitude);
+  }
   if (position.IsNull()) {
     return "none";
   }
-  return Degrees(position.latitude) + ", " + Degrees(position.longitude);
-}
-
-std::string Hex(unsigned value) {
-  char text[16];
-  std::snprintf(text, sizeof(text), "0x%x", value);
-  return text;
+  return DecimalDegrees(position.latitude, 1000000) + ", " + DecimalDegrees(position.longitude, 1000000);
 }
 
 const char* YesNo(bool value) { return value ? "yes" : "no"; }
@@ -145,32 +84,33 @@ void Line(std::ostream& out, int indent, const std::string& label, const std::st
       << std::string(used < 28 ? 28 - used : 1, ' ') << value << '\n';
 }
 
-void PrintGps(std::ostream& out, int indent, const data::GPSInfo& gps) {
+void PrintGps(std::ostream& out, int indent, const data::GPSInfo& gps, OutputForm form) {
   Line(out, indent, "status", std::string(1, gps.status));
-  Line(out, indent, "position", Place(gps.position));
-  Line(out, indent, "time", Time(gps.time));
+  Line(out, indent, "position", Place(form, gps.position));
+  Line(out, indent, "time", Time(form, gps.time));
   Line(out, indent, "satellites", std::to_string(gps.satellites));
   Line(out, indent, "speed", std::to_string(gps.speed));
   Line(out, indent, "course", std::to_string(gps.course));
 }
 
-void PrintInboxEntry(std::ostream& out, const data::InboxEntry& entry) {
+void PrintInboxEntry(std::ostream& out, const data::InboxEntry& entry, OutputForm form) {
   Line(out, 4, "sort key", std::to_string(entry.sortKey));
-  Line(out, 4, "arrived", Time(entry.arrivalTime));
-  Line(out, 4, "last change", Time(entry.lastChangeTime));
+  Line(out, 4, "arrived", Time(form, entry.arrivalTime));
+  Line(out, 4, "last change", Time(form, entry.lastChangeTime));
 }
 
-void PrintOrder(std::ostream& out, const data::Order& order) {
+void PrintOrder(std::ostream& out, const data::Order& order, OutputForm form) {
   out << "  order " << order.id << '\n';
   Line(out, 4, "number", Quote(order.number));
-  Line(out, 4, "state", std::to_string(order.state) + " (" + OrderStateName(order.state) + ")");
-  Line(out, 4, "type", std::to_string(order.type));
-  PrintInboxEntry(out, order);
-  Line(out, 4, "active state", Hex(order.activeState));
-  Line(out, 4, "allowed active states", Hex(order.allowedActiveStates));
-  Line(out, 4, "destination", Place(order.destination));
+  Line(out, 4, "state", Named(form, order.state, OrderStateMeaning(order.state)));
+  Line(out, 4, "type", Named(form, order.type, StoredOrderTypeMeaning(order.type)));
+  PrintInboxEntry(out, order, form);
+  Line(out, 4, "active state", Named(form, order.activeState, BitsMeaning(order.activeState)));
+  Line(out, 4, "allowed active states",
+       Named(form, order.allowedActiveStates, BitsMeaning(order.allowedActiveStates)));
+  Line(out, 4, "destination", Place(form, order.destination));
   Line(out, 4, "destination description", Quote(order.destinationDescription));
-  Line(out, 4, "planned arrival", Time(order.plannedArrival));
+  Line(out, 4, "planned arrival", Time(form, order.plannedArrival));
   for (const data::TelephoneBookEntry& entry : order.telephoneBook) {
     Line(out, 4, "telephone", Quote(entry.number) + (entry.name.empty() ? "" : " " + Quote(entry.name)));
   }
@@ -211,35 +151,56 @@ void AddInboxEntry(nlohmann::json& json, const data::InboxEntry& entry) {
 
 }  // namespace
 
-void PrintDatabase(std::ostream& out, const data::Database& database) {
+void PrintDatabase(std::ostream& out, const data::Database& database, unsigned sections, OutputForm form) {
+  if (sections == 0) {
+    return;
+  }
   out << "orders (" << database.orders.size() << ")\n";
   for (const auto& entry : database.orders) {
-    PrintOrder(out, entry.second);
+    PrintOrder(out, entry.second, form);
+  }
+  if (sections <= 1) {
+    return;
   }
   out << "text messages (" << database.textMessages.size() << ")\n";
   for (const auto& entry : database.textMessages) {
     const data::TextMessage& message = entry.second;
     out << "  message " << message.id << '\n';
     Line(out, 4, "read", YesNo(message.read));
-    PrintInboxEntry(out, message);
+    PrintInboxEntry(out, message, form);
     Line(out, 4, "text", Quote(message.text));
   }
+  if (sections <= 2) {
+    return;
+  }
   PrintStatuses(out, "statuses", database.statuses);
+  if (sections <= 3) {
+    return;
+  }
   PrintStatuses(out, "order statuses", database.orderStatuses);
+  if (sections <= 4) {
+    return;
+  }
 
   const data::WorkingTimeReporting& clock = database.workingTime;
   out << "working time\n";
-  Line(out, 2, "state",
-       std::to_string(clock.GetState()) + " (" + WorkingTimeStateName(clock.GetState()) + ")");
-  Line(out, 2, "allowed actions", std::to_string(clock.GetAllowedActions()));
-  Line(out, 2, "last change", Time(clock.GetLastChange()));
-  Line(out, 2, "start of work", Time(clock.GetStartOfWork()));
-  Line(out, 2, "end of work", Time(clock.GetEndOfWork()));
-  Line(out, 2, "start of last pause", Time(clock.GetStartOfLastPause()));
-  Line(out, 2, "end of last pause", Time(clock.GetEndOfLastPause()));
+  Line(out, 2, "state", Named(form, clock.GetState(), WorkingTimeStateMeaning(clock.GetState())));
+  Line(out, 2, "allowed actions",
+       Named(form, clock.GetAllowedActions(), WorkingTimeActionsMeaning(clock.GetAllowedActions())));
+  Line(out, 2, "last change", Time(form, clock.GetLastChange()));
+  Line(out, 2, "start of work", Time(form, clock.GetStartOfWork()));
+  Line(out, 2, "end of work", Time(form, clock.GetEndOfWork()));
+  Line(out, 2, "start of last pause", Time(form, clock.GetStartOfLastPause()));
+  Line(out, 2, "end of last pause", Time(form, clock.GetEndOfLastPause()));
+  if (sections <= 5) {
+    return;
+  }
   out << "sort keys\n";
   Line(out, 2, "last key", std::to_string(database.sortKeys.Current()));
 
+  if (sections <= 6) {
+    return;
+  }
   const data::ConfigParameters& config = database.config;
   out << "configuration\n";
   Line(out, 2, "configured", YesNo(config.configured));
@@ -249,44 +210,51 @@ void PrintDatabase(std::ostream& out, const data::Database& database) {
   Line(out, 2, "working time", YesNo(config.workingTimeEnabled));
   Line(out, 2, "logbook follows work", YesNo(config.logbookFollowsWorkingTime));
   Line(out, 2, "arrival reports", YesNo(config.etaEnabled));
-  Line(out, 2, "report interval home", std::to_string(config.etaIntervalHome) + " s");
-  Line(out, 2, "report interval roaming", std::to_string(config.etaIntervalRoaming) + " s");
+  const char* seconds = form == OutputForm::Raw ? "" : " s";
+  Line(out, 2, "report interval home", std::to_string(config.etaIntervalHome) + seconds);
+  Line(out, 2, "report interval roaming", std::to_string(config.etaIntervalRoaming) + seconds);
   Line(out, 2, "privacy", YesNo(config.privacyEnabled));
   Line(out, 2, "reset mode", std::to_string(config.resetMode));
   Line(out, 2, "new session boundary", std::to_string(config.newSessionBoundary));
 
+  if (sections <= 7) {
+    return;
+  }
   const data::VelarnParameters& velarn = database.velarn;
   out << "unit\n";
-  Line(out, 2, "link lost at", TimeMs(velarn.linkLostAt));
+  Line(out, 2, "link lost at", TimeMs(form, velarn.linkLostAt));
   Line(out, 2, "odometer", std::to_string(velarn.odometer));
   Line(out, 2, "trip value", std::to_string(velarn.tripValue));
   Line(out, 2, "registered", YesNo(velarn.registered));
   Line(out, 2, "home network", YesNo(velarn.homeNetwork));
   Line(out, 2, "gps feed", YesNo(velarn.gpsFeedEnabled));
   out << "  gps\n";
-  PrintGps(out, 4, velarn.gps);
+  PrintGps(out, 4, velarn.gps, form);
   out << "  logbook\n";
   const data::LogbookInfo& logbook = velarn.logbook;
-  Line(out, 4, "mode", std::to_string(logbook.mode) + " (" + LogbookModeName(logbook.mode) + ")");
+  Line(out, 4, "mode", Named(form, logbook.mode, UnitLogbookModeMeaning(logbook.mode)));
   Line(out, 4, "trip valid", YesNo(logbook.tripValid));
   Line(out, 4, "trip odometer", std::to_string(logbook.tripOdometer));
   // Kept as the unit reported it, on the unit's clock, which counts from 2000.
-  Line(out, 4, "trip started", UnitTime(logbook.tripStarted));
+  Line(out, 4, "trip started", UnitTime(form, logbook.tripStarted));
   Line(out, 4, "trip duration", std::to_string(logbook.tripDuration));
   Line(out, 4, "trip distance", std::to_string(logbook.tripDistance));
 
+  if (sections <= 8) {
+    return;
+  }
   const data::ZUParameters& zu = database.zu;
   out << "navigation\n";
   Line(out, 2, "driver id", std::to_string(zu.driverId));
-  Line(out, 2, "logbook mode", std::to_string(zu.logbookMode) + " (" + LogbookModeName(zu.logbookMode) + ")");
-  Line(out, 2, "last arrival report", Time(zu.lastEta));
+  Line(out, 2, "logbook mode", Named(form, zu.logbookMode, UnitLogbookModeMeaning(zu.logbookMode)));
+  Line(out, 2, "last arrival report", Time(form, zu.lastEta));
   Line(out, 2, "reported order", std::to_string(zu.etaOrderId));
   Line(out, 2, "reserved time", std::to_string(zu.reservedTime));
   Line(out, 2, "version", Quote(zu.NCVersion));
   Line(out, 2, "build", Quote(zu.NCBuild));
   Line(out, 2, "serial number", Quote(zu.SNR));
   out << "  gps\n";
-  PrintGps(out, 4, zu.gps);
+  PrintGps(out, 4, zu.gps, form);
 }
 
 nlohmann::json DatabaseToJson(const data::Database& database) {
@@ -301,7 +269,8 @@ nlohmann::json DatabaseToJson(const data::Database& database) {
     json["destinationDescription"] = order.destinationDescription;
     json["type"] = static_cast<int>(order.type);
     json["state"] = static_cast<int>(order.state);
-    json["stateName"] = OrderStateName(order.state);
+    const std::string stateName = OrderStateMeaning(order.state);
+    json["stateName"] = stateName.empty() ? "unknown" : stateName;
     json["activeState"] = order.activeState;
     json["allowedActiveStates"] = order.allowedActiveStates;
     json["plannedArrival"] = order.plannedArrival;

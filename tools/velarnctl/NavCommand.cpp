@@ -41,6 +41,9 @@ const char kNavUsage[] =
     "  --manual-init               don't answer the handshake by itself (type init)\n"
     "  -s, --stay                  keep running at the end of standard input, until\n"
     "                              the daemon goes away\n"
+    "  --raw                       numbers only, without their meanings: the stable\n"
+    "                              form of older scripts and transcripts\n"
+    "  --json                      one JSON object per line (see below)\n"
     "  -h, --help                  show this text\n"
     "\n"
     "output, one line per message, written at once:\n"
@@ -48,17 +51,24 @@ const char kNavUsage[] =
     "  -> CLASS Field=value ...    a message sent\n"
     "  # ...                       notes on the connection\n"
     "Texts are quoted with C escapes; record fields show their prefixes, as in\n"
-    "Order_.Dest_.Lat. Every action gets the next ActionId, counting from 1; the\n"
-    "input is read only once the handshake has been answered (at most 10 s), so\n"
-    "the answer always has ActionId 1 unless --manual-init is given.\n"
+    "Order_.Dest_.Lat. Numbers are followed by what they mean, in parentheses:\n"
+    "Error=1 (carried out), Order_.State=4 (accepted), times as UTC dates,\n"
+    "coordinates in degrees (the link counts hundred-thousandths). With --json:\n"
+    "  {\"dir\":\"in\",\"class\":\"CAcknowledge\",\"fields\":{\"ActionId\":2,\"Error\":1}}\n"
+    "  {\"note\":\"connected to /run/velarnd/nav.sock\"}\n"
+    "fields under their names on the wire (Order_Dest_Lat), numbers as numbers.\n"
+    "Every action gets the next ActionId, counting from 1; the input is read only\n"
+    "once the handshake has been answered (at most 10 s), so the answer always has\n"
+    "ActionId 1 unless --manual-init is given.\n"
     "\n"
     "actions:\n"
     "%ACTIONS%"
     "\n"
     "script lines:\n"
     "  wait REGEX [SECONDS]        wait (default 10 s) for a received line, without\n"
-    "                              its \"<- \", that REGEX matches; lines that came\n"
-    "                              earlier count unless an earlier wait matched them\n"
+    "                              its \"<- \" (the object with --json), that REGEX\n"
+    "                              matches; lines that came earlier count unless an\n"
+    "                              earlier wait matched them\n"
     "  sleep SECONDS               pause (fractions allowed)\n"
     "  echo TEXT                   print \"# TEXT\"\n"
     "  help                        list the actions\n"
@@ -107,6 +117,7 @@ struct Options {
   std::chrono::milliseconds connectTimeout{0};
   bool manualInit = false;
   bool stay = false;
+  OutputForm form = OutputForm::Readable;
 };
 
 // Throws std::invalid_argument on a bad argument.
@@ -142,6 +153,8 @@ Options ParseOptions(const std::vector<std::string>& args) {
       options.manualInit = true;
     } else if (arg == "-s" || arg == "--stay") {
       options.stay = true;
+    } else if (ParseOutputForm(arg, options.form)) {
+      // --raw, --json
     } else if (arg.size() > 1 && arg[0] == '-') {
       throw std::invalid_argument("unknown option \"" + arg + "\"");
     } else if (options.socket.empty()) {
@@ -164,7 +177,8 @@ int Converse(NavSession& session, NavActionParser& parser, bool stay) {
   std::string line;
   const auto complain = [&](const std::string& text) {
     std::cout.flush();
-    std::cerr << "velarnctl nav: line " << lineNumber << ": " << text << std::endl;
+    // One write, so that the line stays whole beside the receiving thread's.
+    std::cerr << ("velarnctl nav: line " + std::to_string(lineNumber) + ": " + text + "\n") << std::flush;
     badLine = true;
   };
   for (;;) {
@@ -223,8 +237,9 @@ int Converse(NavSession& session, NavActionParser& parser, bool stay) {
         }
         if (waited == NavSession::WaitResult::TimedOut) {
           session.Note("wait timed out: " + pattern);
-          std::cerr << "velarnctl nav: line " << lineNumber << ": nothing matched \"" << pattern
-                    << "\" in time" << std::endl;
+          std::cerr << ("velarnctl nav: line " + std::to_string(lineNumber) + ": nothing matched \"" +
+                        pattern + "\" in time\n")
+                    << std::flush;
           return kStatusWaitTimedOut;
         }
       } else {
@@ -259,7 +274,7 @@ int RunNav(const std::vector<std::string>& args) {
   signal(SIGPIPE, SIG_IGN);
 
   NavActionParser parser(options.settings);
-  NavSession session(parser, !options.manualInit, std::cout);
+  NavSession session(parser, !options.manualInit, std::cout, options.form);
   if (!session.Connect(options.socket, options.connectTimeout)) {
     const int code = session.GetConnectError();
     std::cerr << "velarnctl nav: can't connect to " << options.socket << ": " << BKMPErrorString(code)

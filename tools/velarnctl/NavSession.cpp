@@ -18,8 +18,8 @@ constexpr auto kRetryPause = std::chrono::milliseconds(200);
 
 }  // namespace
 
-NavSession::NavSession(NavActionParser& parser, bool autoInit, std::ostream& out)
-    : parser(parser), autoInit(autoInit), out(out) {}
+NavSession::NavSession(NavActionParser& parser, bool autoInit, std::ostream& out, OutputForm form)
+    : parser(parser), autoInit(autoInit), out(out), form(form) {}
 
 NavSession::~NavSession() { Close(); }
 
@@ -34,7 +34,7 @@ bool NavSession::Connect(const std::string& path, std::chrono::milliseconds time
       if (lastCode == BKMP_OK) {
         client.SetConnection(connection);
         std::lock_guard<std::mutex> lock(mutex);
-        PrintLine("# connected to " + path);
+        PrintNote("connected to " + path);
         return true;
       }
       BKMPConnectionDestroy(connection);
@@ -71,8 +71,8 @@ void NavSession::ReceiveLoop() {
     }
     CBrenikCommunicationMessage message;
     message.Attach(handle);
-    const std::string line = FormatNavMessage(message);
-    PrintLine("<- " + line);
+    const std::string line = FormatNavMessage(message, form, true);
+    PrintLine(form == OutputForm::Json ? line : "<- " + line);
     received.push_back(line);
     changed.notify_all();
 
@@ -93,7 +93,7 @@ bool NavSession::Send(NavOutgoing& outgoing) {
 
 bool NavSession::SendLocked(NavOutgoing& outgoing) {
   if (gone) {
-    PrintLine("# not sent: the daemon has gone");
+    PrintNote("not sent: the daemon has gone");
     return false;
   }
   CBrenikCommunicationMessage& message = outgoing.message ? outgoing.message->message : *outgoing.raw;
@@ -103,7 +103,15 @@ bool NavSession::SendLocked(NavOutgoing& outgoing) {
     MarkGone(std::string("send failed: ") + BKMPErrorString(code) + " (code " + std::to_string(code) + ")");
     return false;
   }
-  std::string line = FormatNavMessage(message);
+  std::string line = FormatNavMessage(message, form, false);
+  if (form == OutputForm::Json) {
+    if (outgoing.raw) {
+      // As typed, since a raw message may fit no class.
+      line.insert(line.size() - 1, ",\"typed\":" + JsonLine(outgoing.rawFields));
+    }
+    PrintLine(line);
+    return true;
+  }
   if (outgoing.raw && (line[0] == '?' || line.find(" (malformed") != std::string::npos)) {
     line += " (raw " + outgoing.rawFields + ")";
   }
@@ -153,7 +161,7 @@ void NavSession::WaitUntilGone() {
 
 void NavSession::Note(const std::string& text) {
   std::lock_guard<std::mutex> lock(mutex);
-  PrintLine("# " + text);
+  PrintNote(text);
 }
 
 void NavSession::Close() {
@@ -167,12 +175,17 @@ void NavSession::Close() {
   client.Close();
 }
 
-void NavSession::PrintLine(const std::string& line) { out << line << std::endl; }
+// One write per line, so that lines of several writers sharing a pipe stay whole.
+void NavSession::PrintLine(const std::string& line) { out << (line + '\n') << std::flush; }
+
+void NavSession::PrintNote(const std::string& text) {
+  PrintLine(form == OutputForm::Json ? JsonLine({{"note", text}}) : "# " + text);
+}
 
 void NavSession::MarkGone(const std::string& why) {
   if (!gone) {
     gone = true;
-    PrintLine("# disconnected: " + why);
+    PrintNote("disconnected: " + why);
   }
   changed.notify_all();
 }

@@ -4,7 +4,9 @@
 // prints every message ("<- ..."), answers the daemon's handshake, and keeps
 // the received lines for "wait"; sends from the input ("-> ..."). Every line
 // goes to out whole and flushed, sends and prints under one lock, so that
-// an answer never shows before the action that caused it.
+// an answer never shows before the action that caused it. Messages are
+// shown in the form chosen (NavFormat.h); notes on the connection are
+// "# text" lines, or {"note": "text"} objects in the JSON form.
 
 #include <chrono>
 #include <condition_variable>
@@ -17,6 +19,7 @@
 #include <vector>
 
 #include "bkcom/BrenikCommunication.h"
+#include "velarnctl/Meanings.h"
 #include "velarnctl/NavActions.h"
 
 namespace velarnctl {
@@ -24,7 +27,7 @@ namespace velarnctl {
 class NavSession {
  public:
   // autoInit: answer CVelarnInitBrenikAction with parser.MakeInit().
-  NavSession(NavActionParser& parser, bool autoInit, std::ostream& out);
+  NavSession(NavActionParser& parser, bool autoInit, std::ostream& out, OutputForm form);
   ~NavSession();
   NavSession(const NavSession&) = delete;
   NavSession& operator=(const NavSession&) = delete;
@@ -65,12 +68,14 @@ class NavSession {
  private:
   void ReceiveLoop();
   void PrintLine(const std::string& line);  // with the lock held
+  void PrintNote(const std::string& text);  // with the lock held
   bool SendLocked(NavOutgoing& outgoing);
   void MarkGone(const std::string& why);  // with the lock held
 
   NavActionParser& parser;
   const bool autoInit;
   std::ostream& out;
+  const OutputForm form;
 
   CBrenikCommunicationClient client{nullptr};
   std::thread receiver;

@@ -46,7 +46,13 @@ const char kUsage[] =
     "  --delay MS        hold every datagram back this long\n"
     "  --seed N          seed of the loss decisions (default 1)\n"
     "  --frames          also print every datagram, as \"frame\" lines\n"
-    "  --brief           leave out the node trees of received server messages\n"
+    "  --raw             numbers without their meanings, and the node tree of every\n"
+    "                    server message received: the stable form of older scripts\n"
+    "  --json            one JSON object per line: {\"dir\":\"in\",\"pdu\":\"4:7\",...}\n"
+    "                    for PDUs, {\"note\":\"...\"} for everything else\n"
+    "  --brief           with --raw, leave out the node trees\n"
+    "  --pcap FILE       write every datagram sent and received to FILE, a pcap\n"
+    "                    capture for Wireshark or tshark (see tools/wireshark)\n"
     "  --timestamps      begin every line with the seconds since the start\n"
     "  -h, --help        show this text\n"
     "\n"
@@ -189,6 +195,10 @@ bool ParseArguments(const std::vector<std::string>& args, Arguments& parsed, int
       parsed.settings.connect = false;
     } else if (arg == "--frames") {
       parsed.settings.traceFrames = true;
+    } else if (ParseOutputForm(arg, parsed.settings.form)) {
+      // --raw, --json
+    } else if (arg == "--pcap") {
+      ok = value(parsed.settings.pcapFile);
     } else if (arg == "--brief") {
       parsed.settings.dumpTrees = false;
     } else if (arg == "--timestamps") {
@@ -257,7 +267,7 @@ int RunUnit(const std::vector<std::string>& args) {
   }
 
   InstallSignals();
-  UnitOutput output(std::cout, parsed.timestamps);
+  UnitOutput output(std::cout, parsed.timestamps, parsed.settings.form == OutputForm::Json);
   UnitSimulator unit(parsed.settings, output);
   try {
     unit.Start();

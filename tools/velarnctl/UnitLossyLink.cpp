@@ -8,6 +8,7 @@
 #include "velarnctl/MsgHex.h"
 #include "velarnctl/UnitMessageText.h"
 #include "velarnctl/UnitOutput.h"
+#include "velarnctl/UnitPcap.h"
 
 namespace velarnctl {
 
@@ -78,7 +79,12 @@ void LossyFrameLayer::Stop() {
   }
 }
 
-void LossyFrameLayer::ReceiveRawData(const common::Buffer& data) { Pass(kUp, data); }
+void LossyFrameLayer::ReceiveRawData(const common::Buffer& data) {
+  if (capture != nullptr) {
+    capture->Write(false, data);
+  }
+  Pass(kUp, data);
+}
 
 void LossyFrameLayer::SendFrame(const common::Buffer& frame) { Pass(kDown, frame); }
 
@@ -121,6 +127,9 @@ void LossyFrameLayer::Deliver(Direction direction, const common::Buffer& data) {
   if (direction == kUp) {
     NotifyFrame(data);
   } else {
+    if (capture != nullptr) {
+      capture->Write(true, data);
+    }
     SendToRawLayer(data);
   }
 }

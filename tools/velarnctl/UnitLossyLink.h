@@ -15,6 +15,7 @@
 
 namespace velarnctl {
 
+class PcapWriter;
 class UnitOutput;
 
 // The frame layer of the simulated unit: passes datagrams like the null
@@ -29,7 +30,10 @@ class UnitOutput;
 // - silent: nothing passes in either direction, as with a unit out of
 //   radio coverage;
 // - trace: every datagram is printed as a "frame" line, with "lost" or
-//   "silent" when it didn't pass.
+//   "silent" when it didn't pass;
+// - capture: every datagram that the socket gave or took is written to a
+//   pcap file (what is lost here was still received, and what is lost on
+//   the way out was never sent).
 //
 // Entries from the stack run under the stack's mutex, like all of it; the
 // delay thread takes that mutex to hand a held-back datagram on.
@@ -42,6 +46,8 @@ class LossyFrameLayer : public velarn::AFrameLayer {
   void SetDelay(unsigned milliseconds) { delay = milliseconds; }
   void SetSilent(bool on) { silent = on; }
   void SetTrace(bool on) { trace = on; }
+  // Not owned; null for none. Set before Start.
+  void SetCapture(PcapWriter* writer) { capture = writer; }
   unsigned GetLoss() const { return loss; }
   unsigned GetDelay() const { return delay; }
   bool IsSilent() const { return silent; }
@@ -76,6 +82,7 @@ class LossyFrameLayer : public velarn::AFrameLayer {
   std::atomic<unsigned> delay;
   std::atomic<bool> silent;
   std::atomic<bool> trace;
+  PcapWriter* capture = nullptr;
 
   std::mutex heldMutex;  // never held while taking the stack's mutex
   std::condition_variable heldChanged;

@@ -1,7 +1,11 @@
 #pragma once
 
 #include <cstdint>
+#include <nlohmann/json.hpp>
 #include <string>
+#include <vector>
+
+#include "velarnctl/Meanings.h"
 
 namespace common {
 class Buffer;
@@ -33,7 +37,51 @@ std::string ValueText(const common::Buffer& value);
 //
 // Values: integers in decimal, true/false, null, strings quoted, byte arrays
 // as "hex:...", structs as {name=value ...}, lists as [value,value]. A key
-// without a name is shown as its number; an unknown id as "unknown".
-std::string MessageLine(const quorlan::Message& message);
+// without a name is shown as its number; an unknown id as "unknown". The
+// readable form adds what an integer means behind it, in parentheses: dates
+// behind times (which count from 2000), degrees behind coordinates, the
+// names of workflow codes, order types and states.
+std::string MessageLine(const quorlan::Message& message, OutputForm form = OutputForm::Raw);
+
+// The same as JSON: {"id": "0x0503", "name": "OrderWorkflowEventOutMsg",
+// "fields": {"time": ..., "orderId": 1001, ...}}; name null for an unknown
+// id, keys without a name by their number, byte arrays as {"bytes": "hex"}.
+nlohmann::ordered_json MessageObject(const quorlan::Message& message);
+
+// One value of a PDU line: its name, how the raw form shows it, its JSON
+// value and what it means (for the readable form). A bare field shows its
+// text without "name=".
+struct PduField {
+  std::string name;
+  std::string text;
+  nlohmann::ordered_json json;
+  std::string meaning;
+  bool bare = false;
+};
+
+PduField NumberField(const std::string& name, int64_t value, const std::string& meaning = "");
+PduField TextField(const std::string& name, const std::string& value);  // quoted as JSON
+// A parameter's value as ValueText shows it, or "notfound" without one; in
+// JSON a string or {"bytes": "hex"}, null without one.
+PduField ParamValueField(const common::Buffer* value);
+
+// What the unit simulator prints about one PDU: its name ("4:7") and fields,
+// and the lines that follow the PDU's own line in the text forms (the server
+// message it carries) with msg, the same message as JSON.
+struct PduReport {
+  std::string pdu;
+  std::vector<PduField> fields;
+  std::vector<std::string> more;
+  nlohmann::ordered_json msg;
+};
+
+// The fields as "name=value ...", with meanings in the readable form.
+std::string FieldsText(OutputForm form, const std::vector<PduField>& fields);
+
+// The report as printed: "<- pdu 4:7 size=22" (received) or "-> pdu ..."
+// and the further lines, note in parentheses at the end of the last one; or
+// one JSON object {"dir": "in"|"out", "pdu": "4:7", "size": 22, "msg":
+// {...}, "note": "..."}.
+std::string ReportText(OutputForm form, bool received, const PduReport& report, const std::string& note = "");
 
 }  // namespace velarnctl

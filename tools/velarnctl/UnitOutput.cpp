@@ -1,27 +1,40 @@
 #include "velarnctl/UnitOutput.h"
 
+#include "velarnctl/Meanings.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <ostream>
 
 namespace velarnctl {
 
-UnitOutput::UnitOutput(std::ostream& out, bool timestamps)
-    : out(out), timestamps(timestamps), start(std::chrono::steady_clock::now()) {}
+UnitOutput::UnitOutput(std::ostream& out, bool timestamps, bool json)
+    : out(out), timestamps(timestamps), json(json), start(std::chrono::steady_clock::now()) {}
 
-void UnitOutput::Line(const std::string& text) {
+void UnitOutput::Line(const std::string& text) { Emit(text, true); }
+
+void UnitOutput::Print(const std::string& text) { Emit(text, false); }
+
+void UnitOutput::Emit(const std::string& text, bool note) {
   std::lock_guard<std::mutex> lock(mutex);
   std::string::size_type begin = 0;
+  std::string block;  // all lines, written at once
   for (;;) {
     const std::string::size_type end = text.find('\n', begin);
-    const std::string line = text.substr(begin, end == std::string::npos ? std::string::npos : end - begin);
+    std::string line = text.substr(begin, end == std::string::npos ? std::string::npos : end - begin);
+    if (json && note) {
+      line = JsonLine({{"note", line}});
+    }
     if (timestamps) {
       const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
       char stamp[32];
-      std::snprintf(stamp, sizeof(stamp), "[%8.3f] ", seconds);
-      out << stamp;
+      // A JSON line is an object that has members: the stamp becomes its first.
+      std::snprintf(stamp, sizeof(stamp), json ? "{\"t\":%.3f," : "[%8.3f] ", seconds);
+      block += stamp + (json ? line.substr(1) : line);
+    } else {
+      block += line;
     }
-    out << line << '\n';
+    block += '\n';
     unread.push_back(line);
     if (unread.size() > kKept) {
       unread.pop_front();
@@ -32,7 +45,7 @@ void UnitOutput::Line(const std::string& text) {
     }
     begin = end + 1;
   }
-  out.flush();
+  out << block << std::flush;
   printed.notify_all();
 }
 

@@ -28,10 +28,15 @@ class UnitOutput {
 
   // timestamps: prefix every line with the seconds since construction
   // ("[  12.345] "); patterns are matched against the line without it.
-  UnitOutput(std::ostream& out, bool timestamps);
+  // json: every line is a JSON object; the time stamp is then its first
+  // member, "t".
+  UnitOutput(std::ostream& out, bool timestamps, bool json = false);
 
-  // Prints text; several lines if it holds line feeds.
+  // Prints a note (a line that isn't a PDU report); several lines if it
+  // holds line feeds. In JSON each line becomes {"note": "line"}.
   void Line(const std::string& text);
+  // Prints text as it is: lines already in their final form.
+  void Print(const std::string& text);
 
   // Searches the unread lines, then new ones as they come, for one in which
   // pattern matches (anywhere). Gives up after timeout, or soon after stop is
@@ -43,7 +48,10 @@ class UnitOutput {
   std::mutex mutex;
   std::condition_variable printed;
   std::ostream& out;
+  void Emit(const std::string& text, bool note);
+
   bool timestamps;
+  bool json;
   std::chrono::steady_clock::time_point start;
   std::deque<std::string> unread;
   uint64_t forgotten = 0;  // lines that left the front of unread so far

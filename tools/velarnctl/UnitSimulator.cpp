@@ -42,38 +42,34 @@ std::string AddressText(const sockaddr_in& address) {
   return std::string(ip) + ":" + std::to_string(ntohs(address.sin_port));
 }
 
-std::string Degrees(int32_t millionths) {
+// A coordinate in degrees, as the raw form has always shown it.
+PduField DegreesField(const char* name, int32_t millionths) {
   char text[32];
   std::snprintf(text, sizeof(text), "%.6f", millionths / 1e6);
-  return text;
+  return {name, text, millionths / 1e6, ""};
 }
 
-// Every line of text indented by three blanks, so that a tree stands under
-// the line that announced it.
-std::string Indented(const std::string& text) {
-  std::string result;
-  std::istringstream lines(text);
-  std::string line;
-  while (std::getline(lines, line)) {
-    result += "\n   " + line;
-  }
-  return result;
+std::vector<PduField> LogbookFields(const velarn::LogbookData& logbook) {
+  return {NumberField("mode", logbook.mode, UnitLogbookModeMeaning(logbook.mode)),
+          NumberField("tripValid", logbook.tripValid ? 1 : 0),
+          NumberField("odometer", logbook.odometer),
+          NumberField("tripOdometer", logbook.tripOdometer),
+          NumberField("tripStarted", logbook.tripStarted, Time2000Meaning(logbook.tripStarted)),
+          NumberField("tripDuration", logbook.tripDuration),
+          NumberField("tripDistance", logbook.tripDistance)};
 }
 
-std::string LogbookText(const velarn::LogbookData& logbook) {
-  return "mode=" + std::to_string(logbook.mode) + " tripValid=" + (logbook.tripValid ? "1" : "0") +
-         " odometer=" + std::to_string(logbook.odometer) +
-         " tripOdometer=" + std::to_string(logbook.tripOdometer) +
-         " tripStarted=" + std::to_string(logbook.tripStarted) +
-         " tripDuration=" + std::to_string(logbook.tripDuration) +
-         " tripDistance=" + std::to_string(logbook.tripDistance);
-}
-
-std::string CharText(uint8_t value) {
+// A byte that is a letter or digit as that character, else its number.
+PduField CharField(const char* name, uint8_t value, const std::string& meaning = "") {
   if (value >= 0x21 && value < 0x7F) {
-    return std::string(1, static_cast<char>(value));
+    const std::string text(1, static_cast<char>(value));
+    return {name, text, text, meaning};
   }
-  return std::to_string(value);
+  return NumberField(name, value, meaning);
+}
+
+std::string NetworkMeaning(uint8_t status) {
+  return status == '1' ? "home network" : status == '5' ? "roaming" : "not registered";
 }
 
 }  // namespace
@@ -128,8 +124,15 @@ void UnitSimulator::Start() {
       output.Line("context not loaded (" + std::string(error.what()) + "): a new session begins");
     }
   }
+  if (!settings.pcapFile.empty()) {
+    capture.reset(new PcapWriter(settings.pcapFile));
+    frameLayer.SetCapture(capture.get());
+  }
   StartThreads();
   started = true;
+  if (capture) {
+    capture->SetAddresses(raw->GetBoundAddress(), settings.peer);
+  }
   output.Line("unit " + AddressText(raw->GetBoundAddress()) + " talks to " + AddressText(settings.peer));
   if (settings.connect) {
     Connect();
@@ -187,35 +190,34 @@ uint16_t UnitSimulator::Session() {
 
 bool UnitSimulator::IsConnected() const { return std::strcmp(transport.GetStateName(), "connected") == 0; }
 
-void UnitSimulator::Send(unsigned flags, const common::Buffer& bytes, const std::string& text) {
+void UnitSimulator::Send(unsigned flags, const common::Buffer& bytes, const PduReport& report) {
   std::string note;
   if (!IsConnected()) {
     note = (flags & (velarn::Packet::kKeepForSession | velarn::Packet::kKeepAlways)) != 0
-               ? " (queued: link down)"
-               : " (not sent: link down)";
+               ? "queued: link down"
+               : "not sent: link down";
   }
-  output.Line("-> " + text + note);
+  output.Print(ReportText(settings.form, false, report, note));
   transport.Send(flags, bytes);
 }
+
+void UnitSimulator::Report(const PduReport& report) { output.Print(ReportText(settings.form, true, report)); }
 
 void UnitSimulator::SendServerMessage(const common::Buffer& message, bool valid) {
   boost::recursive_mutex::scoped_lock lock(mutex);
   velarn::WriteServerMessage(message, valid, pdu);
-  std::string text = "pdu 4:8 size=" + std::to_string(message.GetSize()) + " valid=" + (valid ? "1" : "0");
-  quorlan::Message tree;
-  try {
-    tree.Parse(message);
-    text += "\n-> msg " + MessageLine(tree);
-  } catch (const std::exception& error) {
-    text += "\n-> msg invalid (" + std::string(error.what()) + ") hex:" + BufferToHex(message);
-  }
-  Send(velarn::Packet::kKeepAlways, pdu, text);
+  PduReport report{
+      "4:8", {NumberField("size", message.GetSize()), NumberField("valid", valid ? 1 : 0)}, {}, {}};
+  DescribeMessage(message, "-> msg ", report);
+  Send(velarn::Packet::kKeepAlways, pdu, report);
 }
 
 void UnitSimulator::SendPdu(const common::Buffer& bytes) {
   boost::recursive_mutex::scoped_lock lock(mutex);
   std::string name = bytes.GetSize() >= 2 ? PduName(static_cast<uint16_t>(bytes[0] << 8 | bytes[1])) : "?";
-  Send(velarn::Packet::kLinkOnly, bytes, "pdu " + name + " raw hex:" + BufferToHex(bytes));
+  PduField raw{"bytes", "raw hex:" + BufferToHex(bytes), BufferToHex(bytes), ""};
+  raw.bare = true;
+  Send(velarn::Packet::kLinkOnly, bytes, {name, {raw}, {}, {}});
 }
 
 void UnitSimulator::SetParam(const std::string& name, const ParamValue& value) {
@@ -227,13 +229,13 @@ void UnitSimulator::SetParam(const std::string& name, const ParamValue& value) {
 void UnitSimulator::NotifyParamChanged(const std::string& name) {
   boost::recursive_mutex::scoped_lock lock(mutex);
   velarn::WriteParamChanged(name, pdu);
-  Send(velarn::Packet::kLinkOnly, pdu, "pdu 8:6 name=" + Quoted(name));
+  Send(velarn::Packet::kLinkOnly, pdu, {"8:6", {TextField("name", name)}, {}, {}});
 }
 
 void UnitSimulator::ReadDeviceParam(const std::string& name) {
   boost::recursive_mutex::scoped_lock lock(mutex);
   velarn::WriteParamRead(name, pdu);
-  Send(velarn::Packet::kLinkOnly, pdu, "pdu 8:4 name=" + Quoted(name));
+  Send(velarn::Packet::kLinkOnly, pdu, {"8:4", {TextField("name", name)}, {}, {}});
 }
 
 void UnitSimulator::SetStatusTable(const std::vector<velarn::StatusTableRow>& rows) {
@@ -246,7 +248,7 @@ void UnitSimulator::SetStatusTable(const std::vector<velarn::StatusTableRow>& ro
   output.Line(text);
   if (IsConnected()) {
     velarn::WriteStatusTableChanged(pdu);
-    Send(velarn::Packet::kLinkOnly, pdu, "pdu 4:6");
+    Send(velarn::Packet::kLinkOnly, pdu, {"4:6", {}, {}, {}});
   }
 }
 
@@ -260,7 +262,8 @@ void UnitSimulator::SetLogbook(const velarn::LogbookData& data, bool answer) {
   boost::recursive_mutex::scoped_lock lock(mutex);
   logbook = data;
   answerLogbook = answer;
-  output.Line(std::string("logbook ") + (answer ? "on " : "off ") + LogbookText(logbook));
+  output.Line(std::string("logbook ") + (answer ? "on " : "off ") +
+              FieldsText(OutputForm::Raw, LogbookFields(logbook)));
 }
 
 void UnitSimulator::ReportNetwork(uint8_t status, uint8_t extra) {
@@ -274,7 +277,10 @@ void UnitSimulator::ReportNetwork(uint8_t status, uint8_t extra) {
 void UnitSimulator::SendNetwork() {
   velarn::WriteNetworkRegistration(networkStatus, networkExtra, pdu);
   Send(velarn::Packet::kLinkOnly, pdu,
-       "pdu 4:A status=" + CharText(networkStatus) + " extra=" + CharText(networkExtra));
+       {"4:A",
+        {CharField("status", networkStatus, NetworkMeaning(networkStatus)), CharField("extra", networkExtra)},
+        {},
+        {}});
 }
 
 void UnitSimulator::StartGps(unsigned intervalMs) {
@@ -305,10 +311,16 @@ void UnitSimulator::SendGpsFix() {
   route.Fill(common::ToEpoch2000(common::GetTime()), fix, fixEx);
   velarn::WriteGPSFix(fix, &fixEx, pdu);
   Send(velarn::Packet::kLinkOnly, pdu,
-       "pdu 7:1 status=" + CharText(fix.status) + " lat=" + Degrees(fix.latitude) +
-           " lon=" + Degrees(fix.longitude) + " speed=" + std::to_string(fix.speed) +
-           " course=" + std::to_string(fix.course) + " satellites=" + std::to_string(fix.satellites) +
-           " trip=" + std::to_string(fix.tripValue));
+       {"7:1",
+        {CharField("status", fix.status,
+                   fix.status == 'A'   ? "live"
+                   : fix.status == 'L' ? "last known"
+                                       : ""),
+         DegreesField("lat", fix.latitude), DegreesField("lon", fix.longitude),
+         NumberField("speed", fix.speed, "km/h"), NumberField("course", fix.course, "degrees"),
+         NumberField("satellites", fix.satellites), NumberField("trip", fix.tripValue, "m")},
+        {},
+        {}});
 }
 
 void UnitSimulator::SetSilent(bool silent) {
@@ -404,36 +416,49 @@ void UnitSimulator::OnReceived(const common::Buffer& payload) {
   try {
     message.reset(velarn::DecodeOutgoingAppMsg(payload));
   } catch (const std::exception& error) {
-    output.Line("<- pdu invalid (" + std::string(error.what()) + ") hex:" + BufferToHex(payload));
+    if (settings.form == OutputForm::Json) {
+      output.Print(JsonLine(
+          {{"dir", "in"}, {"pdu", nullptr}, {"error", error.what()}, {"hex", BufferToHex(payload)}}));
+    } else {
+      output.Print("<- pdu invalid (" + std::string(error.what()) + ") hex:" + BufferToHex(payload));
+    }
     return;
   }
-  const std::string head = "<- pdu " + PduName(message->GetId());
+  PduReport report{PduName(message->GetId()), {}, {}, {}};
   if (auto* m = dynamic_cast<velarn::AppMsg_1_3*>(message.get())) {
     logbook.mode = m->GetMode();
-    output.Line(head + " mode=" + std::to_string(m->GetMode()));
+    report.fields = {NumberField("mode", m->GetMode(), UnitLogbookModeMeaning(m->GetMode()))};
+    Report(report);
   } else if (auto* m4 = dynamic_cast<velarn::AppMsg_4_4*>(message.get())) {
-    output.Line(head + " first=" + std::to_string(m4->GetFirst()) + " last=" + std::to_string(m4->GetLast()));
+    report.fields = {NumberField("first", m4->GetFirst()), NumberField("last", m4->GetLast())};
+    Report(report);
     AnswerTableRows(m4->GetFirst(), m4->GetLast());
   } else if (auto* m7 = dynamic_cast<velarn::AppMsg_4_7*>(message.get())) {
-    PrintServerMessage(
-        m7->GetMessage(),
-        head + " size=" + std::to_string(m7->GetMessage().GetSize()) +
-            (m7->GetRecipient().empty() ? std::string() : " recipient=" + Quoted(m7->GetRecipient())));
+    report.fields = {NumberField("size", m7->GetMessage().GetSize())};
+    if (!m7->GetRecipient().empty()) {
+      report.fields.push_back(TextField("recipient", m7->GetRecipient()));
+    }
+    DescribeMessage(m7->GetMessage(), "<- msg ", report);
+    Report(report);
   } else if (auto* m72 = dynamic_cast<velarn::AppMsg_7_2*>(message.get())) {
-    output.Line(head + " value=" + std::to_string(m72->GetValue()));
+    report.fields = {NumberField("value", m72->GetValue())};
+    Report(report);
   } else if (auto* m81 = dynamic_cast<velarn::AppMsg_8_1*>(message.get())) {
-    output.Line(head + " name=" + Quoted(m81->GetName()));
+    report.fields = {TextField("name", m81->GetName())};
+    Report(report);
     AnswerParam(m81->GetName());
   } else if (auto* m83 = dynamic_cast<velarn::AppMsg_8_3*>(message.get())) {
-    output.Line(head + " name=" + Quoted(m83->GetName()) +
-                " value=" + (m83->IsFound() ? ValueText(m83->GetValue()) : "notfound"));
+    report.fields = {TextField("name", m83->GetName()),
+                     ParamValueField(m83->IsFound() ? &m83->GetValue() : nullptr)};
+    Report(report);
   } else if (auto* m85 = dynamic_cast<velarn::AppMsg_8_5*>(message.get())) {
-    output.Line(head + " name=" + Quoted(m85->GetName()));
+    report.fields = {TextField("name", m85->GetName())};
+    Report(report);
     velarn::WriteParamRead(m85->GetName(), pdu);
-    Send(velarn::Packet::kLinkOnly, pdu, "pdu 8:4 name=" + Quoted(m85->GetName()));
+    Send(velarn::Packet::kLinkOnly, pdu, {"8:4", {TextField("name", m85->GetName())}, {}, {}});
   } else {
     // 1:1, 4:2 and 4:B carry nothing but their identifier.
-    output.Line(head);
+    Report(report);
     if (message->GetId() == velarn::AppMsg_1_1::kId) {
       AnswerLogbook();
     } else if (message->GetId() == velarn::AppMsg_4_2::kId) {
@@ -442,43 +467,46 @@ void UnitSimulator::OnReceived(const common::Buffer& payload) {
   }
 }
 
-void UnitSimulator::PrintServerMessage(const common::Buffer& message, const std::string& head) {
-  std::string text = head;
+void UnitSimulator::DescribeMessage(const common::Buffer& message, const std::string& head,
+                                    PduReport& report) {
   quorlan::Message tree;
   try {
     tree.Parse(message);
   } catch (const std::exception& error) {
-    output.Line(text + "\n<- msg invalid (" + error.what() + ") hex:" + BufferToHex(message));
+    report.more.push_back(head + "invalid (" + error.what() + ") hex:" + BufferToHex(message));
+    report.msg = {{"error", error.what()}, {"hex", BufferToHex(message)}};
     return;
   }
-  text += "\n<- msg " + MessageLine(tree);
-  if (settings.dumpTrees) {
-    std::ostringstream dump;
-    dump << tree;
-    // Messages of the server's own set are also shown as the daemon reads
-    // them, with the rule they break if they aren't valid.
-    if (quorlan::MessageCodec::IsRegistered(tree.GetId())) {
-      try {
-        PrintFields(dump, *quorlan::MessageCodec::Parse(message));
-      } catch (const std::exception& error) {
-        dump << "refused: " << error.what() << "\n";
-      }
-    }
-    text += Indented(dump.str());
+  report.msg = MessageObject(tree);
+  report.more.push_back(head + MessageLine(tree, settings.form));
+  // The node tree, in the raw form only: the readable line already names
+  // every node and tells what its number means.
+  if (!settings.dumpTrees || settings.form != OutputForm::Raw || head[0] != '<') {
+    return;
   }
-  output.Line(text);
+  std::ostringstream dump;
+  dump << tree;
+  // Messages of the server's own set are also shown as the daemon reads
+  // them, with the rule they break if they aren't valid.
+  if (quorlan::MessageCodec::IsRegistered(tree.GetId())) {
+    try {
+      PrintFields(dump, *quorlan::MessageCodec::Parse(message));
+    } catch (const std::exception& error) {
+      dump << "refused: " << error.what() << "\n";
+    }
+  }
+  std::istringstream lines(dump.str());
+  std::string line;
+  while (std::getline(lines, line)) {
+    report.more.push_back("   " + line);
+  }
 }
 
 void UnitSimulator::AnswerParam(const std::string& name) {
   const auto known = params.find(name);
-  if (known == params.end() || !known->second) {
-    velarn::WriteParamValue(name, nullptr, pdu);
-    Send(velarn::Packet::kLinkOnly, pdu, "pdu 8:2 name=" + Quoted(name) + " value=notfound");
-    return;
-  }
-  velarn::WriteParamValue(name, &*known->second, pdu);
-  Send(velarn::Packet::kLinkOnly, pdu,
-       "pdu 8:2 name=" + Quoted(name) + " value=" + ValueText(*known->second));
+  const common::Buffer* value = known == params.end() || !known->second ? nullptr : &*known->second;
+  velarn::WriteParamValue(name, value, pdu);
+  Send(velarn::Packet::kLinkOnly, pdu, {"8:2", {TextField("name", name), ParamValueField(value)}, {}, {}});
 }
 
 void UnitSimulator::AnswerLogbook() {
@@ -486,20 +514,24 @@ void UnitSimulator::AnswerLogbook() {
     return;
   }
   velarn::WriteLogbookData(logbook, pdu);
-  Send(velarn::Packet::kLinkOnly, pdu, "pdu 1:2 " + LogbookText(logbook));
+  Send(velarn::Packet::kLinkOnly, pdu, {"1:2", LogbookFields(logbook), {}, {}});
 }
 
 void UnitSimulator::AnswerTableSize() {
   velarn::WriteStatusTableSize(static_cast<uint8_t>(table.size()), true, pdu);
-  Send(velarn::Packet::kLinkOnly, pdu, "pdu 4:3 rows=" + std::to_string(table.size()));
+  Send(velarn::Packet::kLinkOnly, pdu,
+       {"4:3", {NumberField("rows", static_cast<int64_t>(table.size()))}, {}, {}});
 }
 
 void UnitSimulator::AnswerTableRows(unsigned first, unsigned last) {
   for (unsigned index = first; index <= last && index < table.size(); ++index) {
     velarn::WriteStatusTableRow(static_cast<uint8_t>(index), table[index], pdu);
     Send(velarn::Packet::kLinkOnly, pdu,
-         "pdu 4:5 index=" + std::to_string(index) + " key=" + std::to_string(table[index].key) +
-             " text=" + Quoted(table[index].text));
+         {"4:5",
+          {NumberField("index", index), NumberField("key", table[index].key),
+           TextField("text", table[index].text)},
+          {},
+          {}});
   }
 }
 

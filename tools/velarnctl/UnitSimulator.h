@@ -18,7 +18,10 @@
 #include "velarn/UDPLayer.h"
 #include "velarn/pdu/LogbookData.h"
 #include "velarn/pdu/StatusTableRow.h"
+#include "velarnctl/Meanings.h"
 #include "velarnctl/UnitLossyLink.h"
+#include "velarnctl/UnitMessageText.h"
+#include "velarnctl/UnitPcap.h"
 #include "velarnctl/UnitRoute.h"
 
 namespace velarnctl {
@@ -35,6 +38,8 @@ struct UnitSettings {
   bool traceFrames = false;
   bool dumpTrees = true;  // print the node tree of every server message received
   bool connect = true;    // open the link at the start
+  OutputForm form = OutputForm::Readable;
+  std::string pcapFile;  // empty: no capture
 };
 
 // The telematics unit, and through it the dispatch server, as one party
@@ -60,8 +65,9 @@ class UnitSimulator : private velarn::ITransportLayerEventHandler {
   UnitSimulator(const UnitSettings& settings, UnitOutput& output);
   ~UnitSimulator() override;
 
-  // Loads the context file if there is one, binds the socket (throws its
-  // IOException), starts the threads and opens the link unless told not to.
+  // Loads the context file if there is one, creates the capture file if one
+  // is asked for and binds the socket (throws their IOException), starts the
+  // threads and opens the link unless told not to.
   void Start();
   // Ends the threads, closes the link without a word, as a unit that is
   // switched off, and writes the context file.
@@ -115,13 +121,17 @@ class UnitSimulator : private velarn::ITransportLayerEventHandler {
   void OnInterrupted() override;
   void OnReceived(const common::Buffer& payload) override;
 
-  // Sends one PDU and prints "-> " text, noting when the link is down.
-  void Send(unsigned flags, const common::Buffer& pdu, const std::string& text);
+  // Sends one PDU and prints its report, noting when the link is down.
+  void Send(unsigned flags, const common::Buffer& pdu, const PduReport& report);
+  // Prints the report of a PDU received.
+  void Report(const PduReport& report);
   void AnswerParam(const std::string& name);
   void AnswerLogbook();
   void AnswerTableSize();
   void AnswerTableRows(unsigned first, unsigned last);
-  void PrintServerMessage(const common::Buffer& message, const std::string& head);
+  // Adds the lines and the JSON of a server message to report; head begins
+  // its line ("<- msg ").
+  void DescribeMessage(const common::Buffer& message, const std::string& head, PduReport& report);
   void SendNetwork();
   void OnGpsTimer(common::Timer& timer);
   uint16_t Session();
@@ -137,6 +147,7 @@ class UnitSimulator : private velarn::ITransportLayerEventHandler {
   boost::recursive_mutex mutex;  // the stack's; guards everything below
   common::TimerMgr timers;
   std::unique_ptr<velarn::UDPLayer> raw;  // a new one at every restart
+  std::unique_ptr<PcapWriter> capture;    // with pcapFile
   LossyFrameLayer frameLayer;
   velarn::TransportLayerImpl transport;
   common::Timer gpsTimer;
