@@ -2,6 +2,7 @@
 // prints one table (docs/figures.md shows a run and says how to read it).
 //
 //   velarnd_figures VELARND [--orders N] [--burst N] [--texts N] [--idle SECONDS]
+//                   [--noops N] [--throw-counter LIBRARY]
 //
 // This one process plays both other parties, so that every time is read from
 // one clock (steady_clock):
@@ -24,6 +25,7 @@
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <signal.h>
+#include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/types.h>
@@ -32,6 +34,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cctype>
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
@@ -43,6 +46,7 @@
 #include <fstream>
 #include <iostream>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <sstream>
 #include <stdexcept>
@@ -122,6 +126,20 @@ class UnitLines : public std::streambuf {
     }
     return false;
   }
+  // The sequence number of the unit's last data packet of any kind.
+  int LastDataSequence() {
+    std::lock_guard<std::mutex> lock(mutex);
+    return lastData;
+  }
+  // How many acknowledgements of this sequence number arrived since Mark().
+  unsigned AcksOf(unsigned sequence) {
+    std::lock_guard<std::mutex> lock(mutex);
+    unsigned count = 0;
+    for (const auto& ack : acks) {
+      count += ack.first == sequence ? 1 : 0;
+    }
+    return count;
+  }
   std::string Tail() {
     std::lock_guard<std::mutex> lock(mutex);
     std::string text;
@@ -132,6 +150,21 @@ class UnitLines : public std::streambuf {
   }
 
  protected:
+  // Whole pieces at a time: the simulator's output costs the unit as little
+  // as a plain peer's would.
+  std::streamsize xsputn(const char* text, std::streamsize count) override {
+    for (std::streamsize done = 0; done < count;) {
+      const char* end = static_cast<const char*>(std::memchr(text + done, '\n', count - done));
+      const std::streamsize piece = end != nullptr ? end - (text + done) : count - done;
+      line.append(text + done, static_cast<size_t>(piece));
+      done += piece;
+      if (end != nullptr) {
+        EndLine();
+        ++done;
+      }
+    }
+    return count;
+  }
   int overflow(int c) override {
     if (c == traits_type::eof()) {
       return 0;
@@ -140,6 +173,12 @@ class UnitLines : public std::streambuf {
       line.push_back(static_cast<char>(c));
       return c;
     }
+    EndLine();
+    return c;
+  }
+
+ private:
+  void EndLine() {
     const Clock::time_point now = Clock::now();
     std::lock_guard<std::mutex> lock(mutex);
     static const char kData[] = "frame -> data seq=";
@@ -147,6 +186,9 @@ class UnitLines : public std::streambuf {
         line.find(" lost") == std::string::npos) {
       sends.emplace_back(static_cast<unsigned>(std::strtoul(line.c_str() + sizeof(kData) - 1, nullptr, 10)),
                          now);
+    }
+    if (line.compare(0, sizeof(kData) - 1, kData) == 0) {
+      lastData = std::atoi(line.c_str() + sizeof(kData) - 1);
     }
     static const char kAck[] = "frame <- ack seq=";
     if (line.compare(0, sizeof(kAck) - 1, kAck) == 0 && line.find(" lost") == std::string::npos) {
@@ -158,11 +200,10 @@ class UnitLines : public std::streambuf {
       tail.pop_front();
     }
     line.clear();
-    return c;
   }
 
- private:
   std::mutex mutex;
+  int lastData = -1;
   std::string line;  // only the thread that holds UnitOutput's lock writes here
   std::vector<std::pair<unsigned, Clock::time_point>> sends;
   std::vector<std::pair<unsigned, Clock::time_point>> acks;
@@ -399,44 +440,163 @@ long ResidentKiB(pid_t pid) {
   throw Failure("no VmRSS for the daemon");
 }
 
-// CPU time of the whole process so far: user plus system time from
-// /proc/PID/stat, in clock ticks, and the sum of the threads' run times from
-// /proc/PID/task/*/schedstat, in nanoseconds (finer; threads that ended are
-// missing there, and none ends while the daemon idles).
-struct CpuTime {
-  double statSeconds = 0;
-  double taskSeconds = 0;
+// All threads of the process together: run time (ns, schedstat) and context
+// switches (voluntary: the thread went to sleep, so it had woken before).
+struct TaskStats {
+  double runNs = 0;
+  double voluntary = 0;
+  double involuntary = 0;
 };
-CpuTime ReadCpu(pid_t pid) {
-  CpuTime cpu;
-  const std::string base = "/proc/" + std::to_string(pid);
-  std::ifstream stat(base + "/stat");
-  std::string text((std::istreambuf_iterator<char>(stat)), std::istreambuf_iterator<char>());
-  const size_t close = text.rfind(')');
-  if (close == std::string::npos) {
-    throw Failure("can't read " + base + "/stat");
+// One thread's run time in ns, from its schedstat. Plain reads: the
+// measurement should cost the measured as little as possible, and it runs
+// once per order.
+double TaskRunNs(const std::filesystem::path& task) {
+  char text[256];
+  const int fd = open((task / "schedstat").c_str(), O_RDONLY);
+  if (fd < 0) {
+    return 0;
   }
-  std::istringstream fields(text.substr(close + 2));
-  std::vector<std::string> values;
-  std::string value;
-  while (fields >> value) {
-    values.push_back(value);
+  const ssize_t got = read(fd, text, sizeof(text) - 1);
+  close(fd);
+  if (got <= 0) {
+    return 0;
   }
-  // After the name: state is field 3, utime field 14, stime field 15.
-  if (values.size() < 13) {
-    throw Failure("short " + base + "/stat");
-  }
-  const double tick = static_cast<double>(sysconf(_SC_CLK_TCK));
-  cpu.statSeconds = (std::stod(values[11]) + std::stod(values[12])) / tick;
-  for (const auto& entry : std::filesystem::directory_iterator(base + "/task")) {
-    std::ifstream schedstat(entry.path() / "schedstat");
-    double nanoseconds = 0;
-    if (schedstat >> nanoseconds) {
-      cpu.taskSeconds += nanoseconds / 1e9;
+  text[got] = '\0';
+  return std::strtod(text, nullptr);
+}
+
+std::filesystem::directory_iterator Tasks(pid_t pid) {
+  return std::filesystem::directory_iterator("/proc/" + std::to_string(pid) + "/task");
+}
+
+TaskStats ReadTasks(pid_t pid) {
+  TaskStats stats;
+  for (const auto& entry : Tasks(pid)) {
+    stats.runNs += TaskRunNs(entry.path());
+    std::ifstream status(entry.path() / "status");
+    std::string line;
+    while (std::getline(status, line)) {
+      if (line.compare(0, 24, "voluntary_ctxt_switches:") == 0) {
+        stats.voluntary += std::strtod(line.c_str() + 24, nullptr);
+      } else if (line.compare(0, 27, "nonvoluntary_ctxt_switches:") == 0) {
+        stats.involuntary += std::strtod(line.c_str() + 27, nullptr);
+      }
     }
   }
-  return cpu;
+  return stats;
 }
+
+// Only the run time, for one sample per order.
+double RunNs(pid_t pid) {
+  double total = 0;
+  for (const auto& entry : Tasks(pid)) {
+    total += TaskRunNs(entry.path());
+  }
+  return total;
+}
+
+// The daemon's count of thrown exceptions, kept by the counting shim
+// (bench/throw_counter.cpp, loaded with LD_PRELOAD) in a shared file.
+class ThrowCount {
+ public:
+  explicit ThrowCount(const std::string& path) {
+    const int fd = open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC, 0600);
+    const unsigned long zero = 0;
+    if (fd < 0 || write(fd, &zero, sizeof(zero)) != static_cast<ssize_t>(sizeof(zero))) {
+      throw Failure("can't make the throw counter's file");
+    }
+    void* shared = mmap(nullptr, sizeof(zero), PROT_READ, MAP_SHARED, fd, 0);
+    close(fd);
+    if (shared == MAP_FAILED) {
+      throw Failure("can't map the throw counter's file");
+    }
+    counter = static_cast<const volatile unsigned long*>(shared);
+  }
+  unsigned long Read() const { return *counter; }
+
+ private:
+  const volatile unsigned long* counter = nullptr;
+};
+
+// Counts the system calls of all threads of pid while it exists, with strace
+// -c; Stop() gives the total and the table. Empty when strace isn't there.
+class SyscallCount {
+ public:
+  SyscallCount(pid_t pid, const std::string& file) : file(file) {
+    if (access("/usr/bin/strace", X_OK) != 0) {
+      return;
+    }
+    tracer = fork();
+    if (tracer == 0) {
+      const int null = open("/dev/null", O_WRONLY);
+      dup2(null, 1);
+      dup2(null, 2);
+      const std::string target = std::to_string(pid);
+      execl("/usr/bin/strace", "strace", "-f", "-c", "-o", file.c_str(), "-p", target.c_str(),
+            static_cast<char*>(nullptr));
+      _exit(127);
+    }
+    // strace attaches to every thread before it counts; give it time.
+    std::this_thread::sleep_for(milliseconds(1500));
+  }
+  // The total number of calls, and the lines of the calls that were made.
+  bool Stop(double& total, std::string& table) {
+    if (tracer <= 0) {
+      return false;
+    }
+    kill(tracer, SIGINT);
+    int status = 0;
+    waitpid(tracer, &status, 0);
+    std::ifstream summary(file);
+    std::string line;
+    while (std::getline(summary, line)) {
+      std::istringstream words(line);
+      std::vector<std::string> fields;
+      std::string word;
+      while (words >> word) {
+        fields.push_back(word);
+      }
+      if (fields.size() >= 5 && fields.back() == "total") {
+        total = std::strtod(fields[3].c_str(), nullptr);
+        return true;
+      }
+      if (fields.size() >= 5 && std::isdigit(static_cast<unsigned char>(fields[0][0]))) {
+        table += " " + fields.back() + "=" + fields[3];
+      }
+    }
+    return false;
+  }
+
+ private:
+  std::string file;
+  pid_t tracer = -1;
+};
+
+// Two processes that spin, as other work on the machine would.
+class BusyLoops {
+ public:
+  BusyLoops() {
+    for (pid_t& child : children) {
+      child = fork();
+      if (child == 0) {
+        for (volatile unsigned long n = 0;; n = n + 1) {
+        }
+      }
+    }
+    std::this_thread::sleep_for(milliseconds(200));
+  }
+  ~BusyLoops() {
+    for (pid_t child : children) {
+      if (child > 0) {
+        kill(child, SIGKILL);
+        waitpid(child, nullptr, 0);
+      }
+    }
+  }
+
+ private:
+  pid_t children[2] = {-1, -1};
+};
 
 // A free UDP port on loopback, found by binding port 0.
 uint16_t FreeUdpPort() {
@@ -557,8 +717,10 @@ struct Options {
   unsigned orders = 1000;
   unsigned burst = 100;
   unsigned texts = 100;
-  unsigned idleSeconds = 30;
+  unsigned idleSeconds = 10;
   unsigned roundTrips = 2000;
+  unsigned noops = 1000;
+  std::string throwCounter;  // the counting shim, loaded into the daemon
 };
 
 unsigned Number(const char* text, const char* what) {
@@ -588,6 +750,10 @@ Options ParseOptions(int argc, char** argv) {
       options.texts = Number(next(), "--texts");
     } else if (argument == "--idle") {
       options.idleSeconds = Number(next(), "--idle");
+    } else if (argument == "--noops") {
+      options.noops = Number(next(), "--noops");
+    } else if (argument == "--throw-counter") {
+      options.throwCounter = next();
     } else if (!argument.empty() && argument[0] != '-' && options.velarnd.empty()) {
       options.velarnd = argument;
     } else {
@@ -624,6 +790,27 @@ int Measure(const Options& options, const std::string& folder) {
   }
 }
 
+// One sample of the daemon's CPU per repetition of step: the run time of all
+// its threads from just before step to a millisecond after it ended (so that
+// what the step set off, such as acknowledgements, is counted too).
+template <class Step>
+std::vector<double> CpuPerStep(pid_t pid, unsigned count, Step step) {
+  std::vector<double> samples;
+  for (unsigned i = 0; i < count; ++i) {
+    const double before = RunNs(pid);
+    step(i);
+    std::this_thread::sleep_for(milliseconds(1));
+    samples.push_back((RunNs(pid) - before) / 1000.0);
+  }
+  return samples;
+}
+
+std::string Spread(const std::vector<double>& samples, const char* unit) {
+  return Format("median %.1f, 10th %.1f, 90th %.1f ", Percentile(samples, 0.5), Percentile(samples, 0.1),
+                Percentile(samples, 0.9)) +
+         unit;
+}
+
 int MeasureWith(const Options& options, const std::string& folder, UnitLines& unitLines) {
   const uint16_t daemonPort = FreeUdpPort();
 
@@ -641,12 +828,21 @@ int MeasureWith(const Options& options, const std::string& folder, UnitLines& un
   const std::string socketPath = folder + "/nav.sock";
   const std::string databasePath = folder + "/velarnd.db";
   const std::string contextPath = folder + "/velarnd.ctx";
+  std::unique_ptr<ThrowCount> throws;
+  if (!options.throwCounter.empty()) {
+    throws.reset(new ThrowCount(folder + "/throws"));
+    setenv("LD_PRELOAD", options.throwCounter.c_str(), 1);
+    setenv("VELARND_THROW_COUNTER", (folder + "/throws").c_str(), 1);
+  }
   Daemon daemon(
       {options.velarnd, "-console", "-svraddr", socketPath, "-dbfile", databasePath, "-zuaddr",
        "127.0.0.1:" + std::to_string(daemonPort), "-velarnaddr", "127.0.0.1:" + std::to_string(unitPort),
        "-ctxfile", contextPath, "-lockfile", folder + "/velarnd.pid"},
       folder + "/velarnd.out");
+  unsetenv("LD_PRELOAD");
+  unsetenv("VELARND_THROW_COUNTER");
   const pid_t pid = daemon.Pid();
+  auto throwCount = [&]() -> double { return throws ? static_cast<double>(throws->Read()) : -1; };
 
   NavClient nav;
   // A wait that fails because the daemon has gone says so.
@@ -663,15 +859,21 @@ int MeasureWith(const Options& options, const std::string& folder, UnitLines& un
   Note("attached; the unit link is up; letting the start-up exchanges settle");
   std::this_thread::sleep_for(milliseconds(3000));
   daemon.Check();
+  const double throwsAtStart = throwCount();
 
   const long idleKiB = ResidentKiB(pid);
-  Note("idle for " + std::to_string(options.idleSeconds) + " s");
-  const CpuTime idleBefore = ReadCpu(pid);
-  const Clock::time_point idleStart = Clock::now();
-  std::this_thread::sleep_for(std::chrono::seconds(options.idleSeconds));
-  daemon.Check();
-  const CpuTime idleAfter = ReadCpu(pid);
-  const double idleWall = std::chrono::duration<double>(Clock::now() - idleStart).count();
+  auto idlePeriod = [&](TaskStats& before, TaskStats& after, double& wall) {
+    Note("idle for " + std::to_string(options.idleSeconds) + " s");
+    before = ReadTasks(pid);
+    const Clock::time_point start = Clock::now();
+    std::this_thread::sleep_for(std::chrono::seconds(options.idleSeconds));
+    daemon.Check();
+    after = ReadTasks(pid);
+    wall = std::chrono::duration<double>(Clock::now() - start).count();
+  };
+  TaskStats idleBefore, idleAfter;
+  double idleWall = 0;
+  idlePeriod(idleBefore, idleAfter, idleWall);
 
   Note("loopback UDP round trips");
   const size_t orderFrameSize = Order(1).GetSize() + 16;
@@ -680,10 +882,11 @@ int MeasureWith(const Options& options, const std::string& folder, UnitLines& un
 
   Note(std::to_string(options.orders) + " orders, one at a time");
   std::vector<double> latencies;
-  std::vector<double> latenciesFilling;  // while the list still had room
-  std::vector<double> ackTimes;          // the unit's data packet to the daemon's acknowledgement
+  std::vector<double> ackTimes;  // the unit's data packet to the daemon's acknowledgement
   unsigned retransmitted = 0;
-  for (uint32_t id = 1; id <= options.orders; ++id) {
+  uint32_t nextOrder = 1;
+  auto oneOrder = [&](unsigned) {
+    const uint32_t id = nextOrder++;
     const common::Buffer order = Order(id);
     unitLines.Mark();
     unit.SendServerMessage(order, true);
@@ -697,51 +900,118 @@ int MeasureWith(const Options& options, const std::string& folder, UnitLines& un
     if (unitLines.AckOf(sends.front().first, acked)) {
       ackTimes.push_back(Micros(acked - sends.front().second));
     }
-    const double latency = Micros(arrived - sends.front().second);
-    latencies.push_back(latency);
-    if (id <= 100) {
-      latenciesFilling.push_back(latency);
-    }
-  }
+    latencies.push_back(Micros(arrived - sends.front().second));
+  };
+  const double throwsBeforeOrders = throwCount();
+  const std::vector<double> orderCpu = CpuPerStep(pid, options.orders, oneOrder);
+  const double orderThrows = throwCount() - throwsBeforeOrders;
 
+  // A data packet that repeats the unit's last sequence number: the daemon
+  // acknowledges it and delivers nothing, the least work a packet can make.
+  Note(std::to_string(options.noops) + " no-op data packets");
+  const int noopSequence = unitLines.LastDataSequence();
+  if (noopSequence < 0) {
+    throw Failure("the unit sent no data packet to repeat");
+  }
+  const int raw = socket(AF_INET, SOCK_DGRAM, 0);
+  sockaddr_in rawAddress = Loopback(0);
+  if (raw < 0 || bind(raw, reinterpret_cast<sockaddr*>(&rawAddress), sizeof(rawAddress)) != 0) {
+    throw Failure("can't open the socket of the no-op packets");
+  }
+  const sockaddr_in daemonAddress = Loopback(daemonPort);
+  const unsigned char noop[3] = {0x42, 0x43, static_cast<unsigned char>(noopSequence)};
+  auto oneNoop = [&](unsigned) {
+    unitLines.Mark();
+    sendto(raw, noop, sizeof(noop), 0, reinterpret_cast<const sockaddr*>(&daemonAddress),
+           sizeof(daemonAddress));
+    const Clock::time_point deadline = Clock::now() + milliseconds(2000);
+    while (unitLines.AcksOf(noopSequence) == 0) {
+      if (Clock::now() > deadline) {
+        throw Failure("a no-op data packet wasn't acknowledged");
+      }
+      std::this_thread::yield();
+    }
+  };
+  const double throwsBeforeNoops = throwCount();
+  const std::vector<double> noopCpu = CpuPerStep(pid, options.noops, oneNoop);
+  const double noopThrows = throwCount() - throwsBeforeNoops;
+
+  Note("system calls per no-op packet and per order (strace -c)");
+  double noopCalls = 0;
+  double orderCalls = 0;
+  std::string noopTable;
+  std::string orderTable;
+  const unsigned tracedNoops = 200;
+  const unsigned tracedOrders = 50;
+  bool traced = false;
+  {
+    SyscallCount count(pid, folder + "/strace-noops");
+    for (unsigned i = 0; i < tracedNoops; ++i) {
+      oneNoop(i);
+    }
+    traced = count.Stop(noopCalls, noopTable);
+  }
+  if (traced) {
+    SyscallCount count(pid, folder + "/strace-orders");
+    for (unsigned i = 0; i < tracedOrders; ++i) {
+      oneOrder(i);
+    }
+    traced = count.Stop(orderCalls, orderTable);
+  }
+  ::close(raw);
+
+  auto burstOf = [&](uint32_t first, double& ms, unsigned& retransmissions) {
+    std::vector<common::Buffer> burst;
+    for (uint32_t i = 0; i < options.burst; ++i) {
+      burst.push_back(Order(first + i));
+    }
+    unitLines.Mark();
+    for (const common::Buffer& order : burst) {
+      unit.SendServerMessage(order, true);
+    }
+    Clock::time_point lastArrival;
+    for (uint32_t i = 0; i < options.burst; ++i) {
+      lastArrival = waitOrder(first + i, milliseconds(30000));
+    }
+    const auto burstSends = unitLines.Sends();
+    if (burstSends.empty()) {
+      throw Failure("no data packet of the burst was seen");
+    }
+    ms = Millis(lastArrival - burstSends.front().second);
+    retransmissions = static_cast<unsigned>(burstSends.size()) - options.burst;
+  };
   Note("a burst of " + std::to_string(options.burst) + " orders");
-  const uint32_t burstFirst = 1000001;
-  std::vector<common::Buffer> burst;
-  for (uint32_t i = 0; i < options.burst; ++i) {
-    burst.push_back(Order(burstFirst + i));
+  double burstMs = 0;
+  unsigned burstRetransmitted = 0;
+  const double burstCpuBefore = RunNs(pid);
+  burstOf(1000001, burstMs, burstRetransmitted);
+  const double burstCpuPerOrder = (RunNs(pid) - burstCpuBefore) / 1000.0 / options.burst;
+  Note("a burst of " + std::to_string(options.burst) + " orders beside two busy loops");
+  double busyBurstMs = 0;
+  unsigned busyRetransmitted = 0;
+  std::vector<double> busyRoundTrips;
+  {
+    BusyLoops busy;
+    busyRoundTrips = UdpRoundTrips(500, orderFrameSize);
+    burstOf(2000001, busyBurstMs, busyRetransmitted);
   }
-  unitLines.Mark();
-  for (const common::Buffer& order : burst) {
-    unit.SendServerMessage(order, true);
-  }
-  Clock::time_point lastArrival;
-  for (uint32_t i = 0; i < options.burst; ++i) {
-    lastArrival = waitOrder(burstFirst + i, milliseconds(30000));
-  }
-  const auto burstSends = unitLines.Sends();
-  if (burstSends.empty()) {
-    throw Failure("no data packet of the burst was seen");
-  }
-  const double burstMs = Millis(lastArrival - burstSends.front().second);
-  const unsigned burstRetransmitted = static_cast<unsigned>(burstSends.size()) - options.burst;
 
   Note(std::to_string(options.texts) + " text messages");
+  const double throwsBeforeTexts = throwCount();
   for (uint32_t id = 1; id <= options.texts; ++id) {
     unit.SendServerMessage(TextMessage(id), true);
   }
   nav.WaitTexts(options.texts, milliseconds(30000));
+  const double textThrows = throwCount() - throwsBeforeTexts;
   // The daemon writes its database within 5 s of a change; after that it
   // is idle again.
   std::this_thread::sleep_for(milliseconds(6000));
   daemon.Check();
   const long fullKiB = ResidentKiB(pid);
-  Note("idle for " + std::to_string(options.idleSeconds) + " s with the full database");
-  const CpuTime fullBefore = ReadCpu(pid);
-  const Clock::time_point fullStart = Clock::now();
-  std::this_thread::sleep_for(std::chrono::seconds(options.idleSeconds));
-  daemon.Check();
-  const CpuTime fullAfter = ReadCpu(pid);
-  const double fullWall = std::chrono::duration<double>(Clock::now() - fullStart).count();
+  TaskStats fullBefore, fullAfter;
+  double fullWall = 0;
+  idlePeriod(fullBefore, fullAfter, fullWall);
+  const double throwsBeforeStop = throwCount();
 
   Note("SIGTERM");
   int status = 0;
@@ -763,38 +1033,49 @@ int MeasureWith(const Options& options, const std::string& folder, UnitLines& un
   stat(databasePath.c_str(), &databaseStat);
   stat(contextPath.c_str(), &contextStat);
 
+  const double limitMs = options.burst * roundTripMedian / 1000;
   std::printf("\n");
   Row("Figure", "Value");
   std::printf("|%s|%s|\n", std::string(60, '-').c_str(), std::string(54, '-').c_str());
+  Row("Loopback UDP round trip (the floor, same run)",
+      Format("median %.1f us, min %.1f us, 99th %.1f us", roundTripMedian, Percentile(roundTrips, 0.0),
+             Percentile(roundTrips, 0.99)));
+  Row(Format("Daemon CPU per order (%.0f orders, one at a time)", options.orders), Spread(orderCpu, "us"));
+  Row("  per order in the quiet burst (mean)", Format("%.1f us", burstCpuPerOrder));
+  Row(Format("Daemon CPU per no-op data packet (%.0f)", options.noops), Spread(noopCpu, "us"));
+  Row("System calls per no-op data packet (all threads)",
+      traced ? Format("%.2f", noopCalls / tracedNoops) + " " + noopTable : std::string("strace missing"));
+  Row("System calls per order (all threads)",
+      traced ? Format("%.1f", orderCalls / tracedOrders) + " " + orderTable : std::string("strace missing"));
+  Row("Exceptions thrown: orders / no-ops / texts",
+      throws ? Format("%.0f / %.0f / ", orderThrows, noopThrows) + Format("%.0f", textThrows)
+             : std::string("not counted"));
+  Row("  at start-up (reading missing files is allowed to throw)",
+      throws ? Format("%.0f", throwsAtStart) : std::string("not counted"));
   Row("Order latency, unit's data packet to COrderReceivedEvent",
       Format("median %.0f us, 99th percentile %.0f us", Percentile(latencies, 0.5),
              Percentile(latencies, 0.99)));
-  Row(Format("  (over %.0f orders, one at a time; max %.0f us)", latencies.size(),
-             *std::max_element(latencies.begin(), latencies.end())),
-      Format("first 100 (no eviction): median %.0f us", Percentile(latenciesFilling, 0.5)));
   Row("  Unit's data packet to the daemon's acknowledgement",
       Format("median %.0f us, 99th percentile %.0f us", Percentile(ackTimes, 0.5),
              Percentile(ackTimes, 0.99)));
-  Row("Loopback UDP round trip (same run)",
-      Format("median %.1f us, 99th percentile %.1f us", roundTripMedian, Percentile(roundTrips, 0.99)));
   Row(Format("Burst of %.0f orders, first packet to last event", options.burst),
-      Format("%.1f ms (%.0f us per order)", burstMs, burstMs * 1000 / options.burst));
-  Row(Format("  %.0f x loopback round trip (stop-and-wait limit)", options.burst),
-      Format("%.2f ms (burst / limit = %.0f)", options.burst * roundTripMedian / 1000,
-             burstMs / (options.burst * roundTripMedian / 1000)));
+      Format("%.2f ms = %.1f x the limit of %.2f ms", burstMs, burstMs / limitMs, limitMs));
+  Row("  the same beside two busy loops",
+      Format("%.2f ms = %.1f x the quiet limit", busyBurstMs, busyBurstMs / limitMs) +
+          Format(" (round trip then %.1f us)", Percentile(busyRoundTrips, 0.5)));
+  auto idleRows = [&](const std::string& what, const TaskStats& before, const TaskStats& after, double wall) {
+    Row(Format(what.c_str(), wall),
+        Format("%.2f wake-ups/s (+%.2f preempted/s), CPU %.2f ms/s",
+               (after.voluntary - before.voluntary) / wall, (after.involuntary - before.involuntary) / wall,
+               (after.runNs - before.runNs) / 1e6 / wall));
+  };
+  idleRows("Idle %.0f s, both links up, empty database", idleBefore, idleAfter, idleWall);
+  idleRows("Idle %.0f s, both links up, full database", fullBefore, fullAfter, fullWall);
+  Row("SIGTERM to exit (full database, both links up)",
+      Format("%.1f ms, exit status %.0f", stopMs, WIFEXITED(status) ? WEXITSTATUS(status) : -1));
   Row("Resident memory, idle (empty database)", Format("%.0f KiB", static_cast<double>(idleKiB)));
   Row(Format("Resident memory, full database (100 orders, %.0f texts)", std::min(100u, options.texts)),
       Format("%.0f KiB", static_cast<double>(fullKiB)));
-  auto cpuRows = [](const std::string& what, const CpuTime& before, const CpuTime& after, double wall) {
-    Row(Format(what.c_str(), wall), Format("%.1f ms by thread run times (%.3f %% of one core)",
-                                           (after.taskSeconds - before.taskSeconds) * 1000,
-                                           (after.taskSeconds - before.taskSeconds) / wall * 100));
-    Row("", Format("%.0f ms by utime+stime (10 ms ticks)", (after.statSeconds - before.statSeconds) * 1000));
-  };
-  cpuRows("CPU over %.1f s idle, attached, empty database", idleBefore, idleAfter, idleWall);
-  cpuRows("CPU over %.1f s idle, attached, full database", fullBefore, fullAfter, fullWall);
-  Row("SIGTERM to exit (full database, both links up)",
-      Format("%.1f ms, exit status %.0f", stopMs, WIFEXITED(status) ? WEXITSTATUS(status) : -1));
   Row("Files after the stop",
       Format("database %.0f bytes, context %.0f bytes", static_cast<double>(databaseStat.st_size),
              static_cast<double>(contextStat.st_size)));
@@ -803,12 +1084,14 @@ int MeasureWith(const Options& options, const std::string& folder, UnitLines& un
              : std::string("NOT LOADABLE"));
   std::printf("\n");
   std::printf(
-      "retransmitted 4:8 packets: %u of %u single orders, %u in the burst; %lu messages reached the\n"
-      "navigation client in all\n",
-      retransmitted, options.orders, burstRetransmitted, nav.Received());
+      "retransmitted 4:8 packets: %u of the single orders, %u in the burst, %u beside the busy loops;\n"
+      "%lu messages reached the navigation client; throws at the stop: %.0f\n",
+      retransmitted, burstRetransmitted, busyRetransmitted, nav.Received(),
+      throws ? throwCount() - throwsBeforeStop : -1.0);
 
+  const unsigned sentOrders = nextOrder - 1 + 2 * options.burst;
   const bool complete = loaded && WIFEXITED(status) && WEXITSTATUS(status) == 0 &&
-                        stored.orders.size() == std::min(100u, options.orders + options.burst) &&
+                        stored.orders.size() == std::min(100u, sentOrders) &&
                         stored.textMessages.size() == std::min(100u, options.texts);
   if (!complete) {
     Note("the daemon's files after the stop are not what was sent");
@@ -826,7 +1109,8 @@ int main(int argc, char** argv) {
   } catch (const std::invalid_argument& error) {
     std::fprintf(stderr,
                  "velarnd_figures: %s\n"
-                 "usage: velarnd_figures VELARND [--orders N] [--burst N] [--texts N] [--idle SECONDS]\n",
+                 "usage: velarnd_figures VELARND [--orders N] [--burst N] [--texts N] [--idle SECONDS]\n"
+                 "                       [--noops N] [--throw-counter LIBRARY]\n",
                  error.what());
     return 2;
   }

@@ -43,10 +43,17 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   Check(Archive(second.get()) == once);
   const auto* context = dynamic_cast<const velarn::TransportLayerContext*>(first.get());
   if (context != nullptr) {
+    // A stored capacity is kept up to what a transmit buffer can have grown
+    // to, and within one budget for the whole file; beyond that the block
+    // holds only what the packet holds.
+    unsigned long long spare = 0;
     for (const velarn::Packet& packet : context->packets) {
-      // No stored capacity survives beyond what the packet holds.
-      Check(packet.data.GetCapacity() == packet.data.GetSize());
+      Check(packet.data.GetCapacity() >= packet.data.GetSize());
+      Check(packet.data.GetCapacity() <= velarn::Packet::kMaxCapacity ||
+            packet.data.GetCapacity() == packet.data.GetSize());
+      spare += packet.data.GetCapacity() - packet.data.GetSize();
     }
+    Check(spare <= velarn::Packet::kMaxSpareCapacity);
   }
   return 0;
 }

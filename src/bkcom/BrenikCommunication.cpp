@@ -5,6 +5,11 @@
 #include "bkcom/VelarnMessage.h"
 #include "bkcom/VelarnMessageRegistry.h"
 
+// Weak, so that the daemon still links and runs against the device's
+// original library, which lacks them: they are then null.
+extern "C" int BKMPServerWake(BKMPServer server) __attribute__((weak));
+extern "C" int BKMPConnectionWake(BKMPConnection connection) __attribute__((weak));
+
 CBrenikCommunicationClient::CBrenikCommunicationClient(CVelarnMessageRegistry* registry)
     : registry(registry) {}
 
@@ -62,6 +67,12 @@ bool CBrenikCommunicationClient::HandleReceived() {
   return true;
 }
 
+// Neither Wake touches lastError: it runs beside the waiting call, whose code
+// that is.
+bool CBrenikCommunicationClient::Wake() {
+  return connection != nullptr && BKMPConnectionWake != nullptr && BKMPConnectionWake(connection) == BKMP_OK;
+}
+
 bool CBrenikCommunicationClient::Close() {
   if (connection == nullptr) {
     return true;
@@ -103,4 +114,12 @@ bool CBrenikCommunicationServer::Destroy() {
   lastError = BKMPServerDestroy(server);
   server = nullptr;
   return lastError == BKMP_OK;
+}
+
+bool CBrenikCommunicationServer::Wake() {
+  return server != nullptr && BKMPServerWake != nullptr && BKMPServerWake(server) == BKMP_OK;
+}
+
+bool CBrenikCommunicationServer::CanWake() {
+  return BKMPServerWake != nullptr && BKMPConnectionWake != nullptr;
 }

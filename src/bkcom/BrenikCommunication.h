@@ -56,6 +56,10 @@ class CBrenikCommunicationClient : public CBrenikCommunication {
   // message is dropped and gives false.
   bool HandleReceived();
 
+  // Ends a Receive that waits on another thread (or else the next one) as a
+  // time-out. False without a connection or where the library can't.
+  bool Wake();
+
   // Destroys the connection; true without one.
   bool Close();
 
@@ -83,6 +87,13 @@ class CBrenikCommunicationServer : public CBrenikCommunication {
   bool Accept(CBrenikCommunicationClient& client);
   // Connections accepted before live on. True without a server.
   bool Destroy();
+
+  // Ends an Accept that waits on another thread (or else the next one) as a
+  // time-out. False without a server or where the library can't.
+  bool Wake();
+  // Whether the library can wake a waiting Accept or Receive: ours can, the
+  // device's original library can't, and callers then rely on its time-out.
+  static bool CanWake();
 
  private:
   BKMPServer server = nullptr;

@@ -1,6 +1,6 @@
 #include "bkcom/EventLoop.h"
 
-#include <unistd.h>
+#include <chrono>
 
 #include <boost/thread/locks.hpp>
 
@@ -60,6 +60,10 @@ class RunGuard {
 
 }  // namespace
 
+int EventLoop::DefaultLibraryTimeout() {
+  return CBrenikCommunicationServer::CanWake() ? kWakeableLibraryTimeout : kLibraryTimeout;
+}
+
 EventLoop::EventLoop(int libraryTimeout) : libraryTimeout(libraryTimeout) {}
 
 void EventLoop::Run(ABKComEventHandler& handler, const std::string& address) {
@@ -83,6 +87,7 @@ void EventLoop::Run(ABKComEventHandler& handler, const std::string& address) {
         stop = true;  // for want of resources: the service ends
         serverFailed = true;
       }
+      WaitIn(&server, nullptr);
       while (!stop) {
         if (server.Listen(address.c_str())) {
           break;
@@ -95,6 +100,7 @@ void EventLoop::Run(ABKComEventHandler& handler, const std::string& address) {
           Pause();
         }
       }
+      WaitIn(nullptr, nullptr);
       server.Destroy();
     }
     if (accepted) {
@@ -111,6 +117,7 @@ void EventLoop::Serve(ABKComEventHandler& handler, CBrenikCommunicationClient& c
     connectionLost = false;
     handler.OnClientConnected();
   }
+  WaitIn(nullptr, &connected);
   while (!connectionLost && !stop) {
     if (connected.Receive()) {
       connected.HandleReceived();  // an unknown or undecodable message is dropped, the connection stays
@@ -118,6 +125,7 @@ void EventLoop::Serve(ABKComEventHandler& handler, CBrenikCommunicationClient& c
       connectionLost = true;
     }
   }
+  WaitIn(nullptr, nullptr);
   {
     HookLock lock(handler, mutex);
     client = nullptr;
@@ -126,7 +134,25 @@ void EventLoop::Serve(ABKComEventHandler& handler, CBrenikCommunicationClient& c
   connected.Close();
 }
 
-void EventLoop::Stop() { stop = true; }
+void EventLoop::Stop() {
+  // Under waitMutex: the main thread either named its wait before, and is
+  // woken here, or names it after and then sees the flag.
+  std::lock_guard<std::mutex> lock(waitMutex);
+  stop = true;
+  if (waitingServer != nullptr) {
+    waitingServer->Wake();
+  }
+  if (waitingConnection != nullptr) {
+    waitingConnection->Wake();
+  }
+  stopped.notify_all();
+}
+
+void EventLoop::WaitIn(CBrenikCommunicationServer* server, CBrenikCommunicationClient* connection) {
+  std::lock_guard<std::mutex> lock(waitMutex);
+  waitingServer = server;
+  waitingConnection = connection;
+}
 
 void EventLoop::Send(CVelarnMessage& message) {
   boost::recursive_mutex::scoped_lock lock(mutex);
@@ -138,6 +164,9 @@ void EventLoop::Send(CVelarnMessage& message) {
   }
 }
 
-void EventLoop::Pause() { usleep(kPauseMicroseconds); }
+void EventLoop::Pause() {
+  std::unique_lock<std::mutex> lock(waitMutex);
+  stopped.wait_for(lock, std::chrono::microseconds(kPauseMicroseconds), [this] { return stop.load(); });
+}
 
 }  // namespace bkcom

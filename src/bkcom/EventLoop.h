@@ -1,6 +1,8 @@
 #pragma once
 
 #include <atomic>
+#include <condition_variable>
+#include <mutex>
 #include <string>
 
 #include <boost/thread/recursive_mutex.hpp>
@@ -8,6 +10,7 @@
 #include "bkcom/IMessageSender.h"
 
 class CBrenikCommunicationClient;
+class CBrenikCommunicationServer;
 
 namespace bkcom {
 
@@ -22,9 +25,12 @@ class ABKComEventHandler;
 // application OnClientConnected, any number of HandleMessage and
 // OnClientDisconnected, and last OnStop. While an application is attached no
 // server exists, so a second one finds nobody listening. All waiting happens
-// in the library (its time-out, 1 s for the daemon) and in pauses of 200 ms
-// after a failed listen or accept: Stop() is seen within one time-out plus
-// one pause.
+// in the library and in pauses of 200 ms after a failed listen or accept.
+// Stop() wakes all of them: the pause at once, and the library's Accept or
+// Receive through its wake call, so the library's time-out can be long (60 s)
+// and an idle link doesn't wake the main thread. With a library that can't
+// wake (the device's original), the time-out is 1 s, and Stop() is seen
+// within one time-out plus one pause.
 //
 // Locks. `mutex` guards `client` and the connection's lifetime during a
 // send; it is recursive because the two hooks below send under it. The
@@ -41,15 +47,24 @@ class ABKComEventHandler;
 // another thread runs beside the blocking receive.
 //
 // `stop` and `connectionLost` are flags without a lock (atomic, so that the
-// sanitizers agree); a late read costs one more round of Receive.
+// sanitizers agree); a late read costs one more round of Receive. Stop()
+// takes one small lock of its own, `waitMutex`, under which the main thread
+// names the server or connection it may wait in; no other lock is ever taken
+// under it.
 class EventLoop : public IMessageSender {
  public:
-  static constexpr int kLibraryTimeout = 1000000;  // microseconds
+  // The library's time-out in microseconds, where it can't wake a waiting
+  // call, and where it can.
+  static constexpr int kLibraryTimeout = 1000000;
+  static constexpr int kWakeableLibraryTimeout = 60000000;
   static constexpr unsigned kPauseMicroseconds = 200000;
+
+  // The time-out that fits the library linked in.
+  static int DefaultLibraryTimeout();
 
   // libraryTimeout is the server's time-out handed to the library; the
   // daemon keeps the default, tests pass a shorter one.
-  explicit EventLoop(int libraryTimeout = kLibraryTimeout);
+  explicit EventLoop(int libraryTimeout = DefaultLibraryTimeout());
   ~EventLoop() override = default;
   EventLoop(const EventLoop&) = delete;
   EventLoop& operator=(const EventLoop&) = delete;
@@ -58,7 +73,7 @@ class EventLoop : public IMessageSender {
   // SendEvent calls do nothing). An exception that a hook lets through ends
   // it.
   void Run(ABKComEventHandler& handler, const std::string& address);
-  // From any thread, without a lock; never cleared again.
+  // From any thread; never cleared again. Wakes the main thread's wait.
   void Stop();
   bool IsStopped() const { return stop; }
 
@@ -76,7 +91,10 @@ class EventLoop : public IMessageSender {
  private:
   // Runs one attached connection until it is lost or the loop stops.
   void Serve(ABKComEventHandler& handler, CBrenikCommunicationClient& connected);
+  // 200 ms, or until Stop().
   void Pause();
+  // Names what Stop() has to wake (null: nothing of that kind).
+  void WaitIn(CBrenikCommunicationServer* server, CBrenikCommunicationClient* connection);
 
   const int libraryTimeout;
   std::atomic<bool> stop{false};
@@ -84,6 +102,10 @@ class EventLoop : public IMessageSender {
   bool serverFailed = false;
   CBrenikCommunicationClient* client = nullptr;
   boost::recursive_mutex mutex;
+  std::mutex waitMutex;
+  std::condition_variable stopped;
+  CBrenikCommunicationServer* waitingServer = nullptr;      // under waitMutex
+  CBrenikCommunicationClient* waitingConnection = nullptr;  // under waitMutex
 };
 
 }  // namespace bkcom

@@ -15,10 +15,10 @@ namespace {
 constexpr size_t kReadChunk = 16 * 1024;
 
 // How long a sender waits for the peer to take at least one byte before the
-// connection is given up: the connection's time-out, but never less than this,
-// so that a connection that polls with a short time-out isn't dropped for a
-// peer that is just a little slow.
-constexpr long long kMinSendStall = 1000000;
+// connection is given up, whatever the receive time-out: a local peer that
+// takes nothing for a second has hung, and a sender (often holding its
+// owner's lock) must not hang with it.
+constexpr long long kSendStall = 1000000;
 
 }  // namespace
 
@@ -36,23 +36,30 @@ void BKMPConnectionObject::End() {
 
 int BKMPConnectionObject::ReadSome(const bkmp::Deadline& deadline) {
   uint8_t chunk[kReadChunk];
+  bool wait = !mayHaveMore;
   for (;;) {
+    const bkmp::WaitResult result =
+        wait ? bkmp::WaitFor(fd, POLLIN, deadline, &waker) : bkmp::WaitResult::Ready;
+    if (result == bkmp::WaitResult::TimedOut) {
+      return BKMP_E_TIMEOUT;  // or woken
+    }
+    if (result == bkmp::WaitResult::Failed) {
+      End();
+      return BKMP_E_CLOSED;
+    }
     const ssize_t count = recv(fd, chunk, sizeof(chunk), MSG_DONTWAIT);
     if (count > 0) {
       received.insert(received.end(), chunk, chunk + count);
+      mayHaveMore = static_cast<size_t>(count) == sizeof(chunk);
       return BKMP_OK;
     }
     if (count < 0 && errno == EINTR) {
+      wait = false;
       continue;
     }
     if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
-      const bkmp::WaitResult wait = bkmp::WaitFor(fd, POLLIN, deadline);
-      if (wait == bkmp::WaitResult::TimedOut) {
-        return BKMP_E_TIMEOUT;
-      }
-      if (wait == bkmp::WaitResult::Ready) {
-        continue;
-      }
+      wait = true;
+      continue;
     }
     End();  // the peer has gone (count 0) or the socket failed
     return BKMP_E_CLOSED;
@@ -105,12 +112,12 @@ int BKMPConnectionObject::Send(const BKMPMessageObject& message) {
     return BKMP_E_CLOSED;
   }
   size_t sent = 0;
-  bkmp::Deadline stall(std::max(timeout, kMinSendStall));
+  bkmp::Deadline stall(kSendStall);
   while (sent < frame.size()) {
     const ssize_t count = send(fd, frame.data() + sent, frame.size() - sent, MSG_NOSIGNAL | MSG_DONTWAIT);
     if (count > 0) {
       sent += static_cast<size_t>(count);
-      stall = bkmp::Deadline(std::max(timeout, kMinSendStall));
+      stall = bkmp::Deadline(kSendStall);
     } else if (count < 0 && errno == EINTR) {
       continue;
     } else if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK) &&
@@ -149,6 +156,13 @@ int BKMPConnectionSend(BKMPConnection connection, BKMPMessage message) {
   } catch (const std::bad_alloc&) {
     return BKMP_E_NOMEM;
   }
+}
+
+int BKMPConnectionWake(BKMPConnection connection) {
+  if (connection == nullptr) {
+    return BKMP_E_INVALID;
+  }
+  return connection->waker.Wake() ? BKMP_OK : BKMP_E_NOMEM;
 }
 
 int BKMPConnectionDestroy(BKMPConnection connection) {

@@ -29,6 +29,7 @@ struct BKMPConnectionObject {
 
   int fd;                   // set before the connection is shared, never changed after
   const long long timeout;  // microseconds
+  bkmp::Waker waker;        // ends a waiting Receive (BKMPConnectionWake)
 
  private:
   // Appends what the socket holds, waiting for it until deadline: BKMP_OK,
@@ -38,5 +39,9 @@ struct BKMPConnectionObject {
   std::atomic<bool> ended{false};
   std::mutex receiveMutex;        // one Receive at a time
   std::vector<uint8_t> received;  // under receiveMutex
-  std::mutex sendMutex;           // one frame at a time on the stream
+  // Under receiveMutex: the last read filled its whole chunk, so more may be
+  // waiting; otherwise the next read waits first (one call fewer when
+  // messages come one at a time).
+  bool mayHaveMore = false;
+  std::mutex sendMutex;  // one frame at a time on the stream
 };

@@ -22,6 +22,7 @@ struct BKMPServerObject {
 
   const long long timeout;  // microseconds, for Accept and the accepted connections
   int fd = -1;              // listening socket, -1 before Listen
+  bkmp::Waker waker;        // ends a waiting Accept (BKMPServerWake)
   std::string path;
   bkmp::SocketFileId file;
 };
@@ -77,7 +78,7 @@ int BKMPServerAccept(BKMPServer server, BKMPConnection* connection) {
       return errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM ? BKMP_E_NOMEM
                                                                                        : BKMP_E_INVALID;
     }
-    switch (bkmp::WaitFor(server->fd, POLLIN, deadline)) {
+    switch (bkmp::WaitFor(server->fd, POLLIN, deadline, &server->waker)) {
       case bkmp::WaitResult::Ready:
         break;
       case bkmp::WaitResult::TimedOut:
@@ -86,6 +87,13 @@ int BKMPServerAccept(BKMPServer server, BKMPConnection* connection) {
         return BKMP_E_INVALID;
     }
   }
+}
+
+int BKMPServerWake(BKMPServer server) {
+  if (server == nullptr) {
+    return BKMP_E_INVALID;
+  }
+  return server->waker.Wake() ? BKMP_OK : BKMP_E_NOMEM;
 }
 
 int BKMPServerDestroy(BKMPServer server) {

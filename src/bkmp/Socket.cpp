@@ -2,6 +2,7 @@
 #include "bkmp/Socket.h"
 
 #include <errno.h>
+#include <sys/eventfd.h>
 #include <unistd.h>
 
 #include <cstddef>
@@ -23,15 +24,55 @@ timespec Deadline::Left() const {
   return result;
 }
 
-WaitResult WaitFor(int fd, short events, const Deadline& deadline) {
+Waker::~Waker() {
+  if (fd >= 0) {
+    close(fd);
+  }
+}
+
+int Waker::Get() {
+  int current = fd.load();
+  if (current >= 0) {
+    return current;
+  }
+  const int made = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+  if (made < 0) {
+    return -1;
+  }
+  if (!fd.compare_exchange_strong(current, made)) {
+    close(made);  // the other thread was first
+    return current;
+  }
+  return made;
+}
+
+bool Waker::Wake() {
+  const uint64_t one = 1;
+  const int wakeFd = Get();
+  return wakeFd >= 0 && write(wakeFd, &one, sizeof(one)) == static_cast<ssize_t>(sizeof(one));
+}
+
+void Waker::Consume() {
+  uint64_t count = 0;
+  if (read(fd.load(), &count, sizeof(count)) < 0) {
+    // Nothing was set: nothing to consume.
+  }
+}
+
+WaitResult WaitFor(int fd, short events, const Deadline& deadline, Waker* waker) {
   for (;;) {
-    pollfd entry{fd, events, 0};
+    pollfd entries[2] = {{fd, events, 0}, {waker != nullptr ? waker->Get() : -1, POLLIN, 0}};
     const timespec left = deadline.Left();
     // ppoll, not poll: the time-out is kept to the microsecond, not rounded to
-    // milliseconds, so a short time-out can't turn into a busy loop.
-    const int result = ppoll(&entry, 1, &left, nullptr);
+    // milliseconds, so a short time-out can't turn into a busy loop. An entry
+    // of -1 (no waker) is ignored.
+    const int result = ppoll(entries, 2, &left, nullptr);
     if (result > 0) {
-      return (entry.revents & POLLNVAL) != 0 ? WaitResult::Failed : WaitResult::Ready;
+      if ((entries[1].revents & POLLIN) != 0) {
+        waker->Consume();
+        return WaitResult::TimedOut;
+      }
+      return (entries[0].revents & POLLNVAL) != 0 ? WaitResult::Failed : WaitResult::Ready;
     }
     if (result == 0) {
       return WaitResult::TimedOut;

@@ -7,6 +7,7 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 
+#include <atomic>
 #include <chrono>
 
 namespace bkmp {
@@ -24,9 +25,31 @@ class Deadline {
 
 enum class WaitResult { Ready, TimedOut, Failed };
 
+// What lets another thread end a wait early (BKMPServerWake,
+// BKMPConnectionWake): an eventfd, made at the first wait or wake, so that an
+// object nobody waits on costs no descriptor. A wake that finds nobody
+// waiting stays set until a wait consumes it, so it can't be lost between a
+// caller's test of its own flag and its wait. Without an eventfd (for want of
+// descriptors) Wake fails and waits run to their time-out.
+class Waker {
+ public:
+  Waker() = default;
+  ~Waker();
+  Waker(const Waker&) = delete;
+  Waker& operator=(const Waker&) = delete;
+  // The eventfd, made by whichever thread comes first; -1 if none can be.
+  int Get();
+  bool Wake();
+  void Consume();
+
+ private:
+  std::atomic<int> fd{-1};
+};
+
 // Waits until fd has one of events (POLLIN, POLLOUT), an error or a hang-up,
-// or the deadline passes. A signal doesn't end the wait early.
-WaitResult WaitFor(int fd, short events, const Deadline& deadline);
+// the deadline passes, or waker (if given) is woken, which counts as the
+// deadline passing. A signal doesn't end the wait early.
+WaitResult WaitFor(int fd, short events, const Deadline& deadline, Waker* waker = nullptr);
 
 // Fills a Unix-domain address with path; false when the path is empty or too
 // long for it.

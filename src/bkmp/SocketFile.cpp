@@ -11,14 +11,17 @@
 // server's file can't be taken over by binding. A name that is there already
 // is probed with connect(): accepted, or refused for a full queue, means a
 // server listens; ECONNREFUSED means nobody does, and that socket file
-// (checked again to be the same file) is removed before binding. Anything
-// that isn't a socket is never removed. Two servers started at the same
+// (checked again to be the same file) is removed before binding. A symbolic
+// link there is stale whatever it points to (no server makes one): it is
+// removed itself, never followed, neither by the probe nor by the removal,
+// nor by the later chmod. Anything else (a file, a folder) is never removed. Two servers started at the same
 // instant on the same stale file could still race between that check and the
 // removal; one process per address (the daemon holds a lock file) rules this
 // out.
 #include "bkmp/SocketFile.h"
 
 #include <errno.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -52,14 +55,15 @@ int ClearStaleFile(const std::string& path, const sockaddr_un& address, socklen_
   if (lstat(path.c_str(), &before) != 0) {
     return errno == ENOENT ? BKMP_OK : BKMP_E_ADDRESS;
   }
-  if (!S_ISSOCK(before.st_mode) || ServerListens(address, length)) {
+  const bool link = S_ISLNK(before.st_mode);
+  if (!link && (!S_ISSOCK(before.st_mode) || ServerListens(address, length))) {
     return BKMP_E_ADDRESS;
   }
   struct stat after {};
   if (lstat(path.c_str(), &after) != 0) {
     return errno == ENOENT ? BKMP_OK : BKMP_E_ADDRESS;
   }
-  if (!S_ISSOCK(after.st_mode) || !SameFile(before, after)) {
+  if ((after.st_mode & S_IFMT) != (before.st_mode & S_IFMT) || !SameFile(before, after)) {
     return BKMP_E_ADDRESS;  // someone else is at work here; try again later
   }
   return unlink(path.c_str()) == 0 || errno == ENOENT ? BKMP_OK : BKMP_E_ADDRESS;
@@ -88,7 +92,8 @@ int ListenAt(const std::string& path, int backlog, int& fd, SocketFileId& id) {
   id.device = created.st_dev;
   id.inode = created.st_ino;
   if (!S_ISSOCK(created.st_mode) ||
-      ((created.st_mode & 07777) != kSocketFileMode && chmod(path.c_str(), kSocketFileMode) != 0) ||
+      ((created.st_mode & 07777) != kSocketFileMode &&
+       fchmodat(AT_FDCWD, path.c_str(), kSocketFileMode, AT_SYMLINK_NOFOLLOW) != 0) ||
       listen(socket.Get(), backlog) != 0) {
     RemoveSocketFile(path, id);
     return BKMP_E_ADDRESS;

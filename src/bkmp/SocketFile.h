@@ -20,7 +20,8 @@ struct SocketFileId {
 constexpr mode_t kSocketFileMode = 0660;
 
 // Makes a listening socket at path (mode kSocketFileMode whatever the umask),
-// replacing a socket file that no process listens on any more. BKMP_OK with
+// replacing a socket file that no process listens on any more, or a symbolic
+// link (removed itself, never followed). BKMP_OK with
 // fd and id filled, or BKMP_E_ADDRESS.
 int ListenAt(const std::string& path, int backlog, int& fd, SocketFileId& id);
 

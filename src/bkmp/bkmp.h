@@ -94,15 +94,28 @@ BKMP_API int BKMPConnectionConnectTimeout(BKMPConnection connection, const char*
  * Send writes the whole message, which stays the caller's, or nothing of it
  * (BKMP_E_NOMEM for a message whose frame would exceed BKMP_MAX_FRAME). It
  * may run on other threads while one thread is in Receive; frames of
- * concurrent senders never interleave. If the peer takes no byte for the
- * longer of the time-out and one second, or the socket fails, the connection
- * is ended: BKMP_E_CLOSED now and from every later Send and Receive.
+ * concurrent senders never interleave. If the peer takes no byte for one
+ * second, or the socket fails, the connection is ended: BKMP_E_CLOSED now and
+ * from every later Send and Receive.
  *
  * Destroy closes and releases the connection; no other call on it may be
  * running or follow. */
 BKMP_API int BKMPConnectionReceive(BKMPConnection connection, BKMPMessage* message);
 BKMP_API int BKMPConnectionSend(BKMPConnection connection, BKMPMessage message);
 BKMP_API int BKMPConnectionDestroy(BKMPConnection connection);
+
+/* Waking, an addition of this library that the device's original lacks (a
+ * caller that must run with both declares these weak and tests them for 0).
+ *
+ * From any thread while the object exists: a BKMPServerAccept on server, or a
+ * BKMPConnectionReceive on connection, that waits returns BKMP_E_TIMEOUT at
+ * once, as if its time-out had run out; the server or connection stands. A
+ * wake that finds no call waiting ends the next one that would wait, so it
+ * can't be lost between a caller's test of its stop flag and its call. This
+ * lets a service wait with a long time-out and still stop at once.
+ * BKMP_E_NOMEM when the object couldn't get the descriptor this needs. */
+BKMP_API int BKMPServerWake(BKMPServer server);
+BKMP_API int BKMPConnectionWake(BKMPConnection connection);
 
 /* Messages: sets of named fields, at most 512 of them. A setter adds or
  * replaces a field; a getter fails with BKMP_E_NOTFOUND or BKMP_E_TYPE. There

@@ -19,7 +19,8 @@ namespace {
 
 // Wakes the signal thread when the daemon stops. All signals are blocked in
 // every thread, so one sent to the signal thread alone waits for its
-// sigtimedwait and reaches nobody else.
+// sigwaitinfo and reaches nobody else; sent before the thread waits, it stays
+// pending for it.
 constexpr int kWakeSignal = SIGUSR2;
 
 }  // namespace
@@ -83,7 +84,9 @@ void ADaemon::Detach() {
 }
 
 void ADaemon::TakeLockFile(const std::string& path) {
-  const int fd = open(path.c_str(), O_RDWR | O_CREAT, 0640);
+  // Never through a link: the service runs as root, and a link planted here
+  // would have it truncate and write whatever file the link names.
+  const int fd = open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0640);
   if (fd == -1) {
     throw IOException("can't open lock-file", errno);
   }
@@ -124,10 +127,11 @@ void ADaemon::SignalThread::Join() {
 
 void ADaemon::SignalThread::Loop() {
   while (!stop) {
+    // Without a time-out: Stop() wakes the wait with a signal of its own, so
+    // an idle service doesn't wake four times a second to look at the flag.
     sigset_t all;
     sigfillset(&all);
-    const timespec timeout = {0, 250000000};
-    const int signalNumber = sigtimedwait(&all, nullptr, &timeout);
+    const int signalNumber = sigwaitinfo(&all, nullptr);
     if (signalNumber == -1) {
       continue;
     }

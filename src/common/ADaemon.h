@@ -43,7 +43,7 @@ class ADaemon : private boost::noncopyable {
   virtual void OnSignal(int /*signalNumber*/) {}
 
  private:
-  // Fetches all signals with a 250 ms sigtimedwait and calls OnSignal. Its
+  // Fetches all signals with sigwaitinfo and calls OnSignal. Its
   // destructor stops and joins the thread, so that the thread never outlives
   // the objects it reads, also when Main() throws.
   class SignalThread : private boost::noncopyable {
@@ -51,8 +51,7 @@ class ADaemon : private boost::noncopyable {
     explicit SignalThread(ADaemon& daemon);
     ~SignalThread();
     // Sets the flag and wakes the thread from its wait with a signal meant
-    // for it alone, which it fetches but doesn't pass on: a stopping service
-    // doesn't wait out the 250 ms.
+    // for it alone, which it fetches but doesn't pass on.
     void Stop();
     void Join();
 

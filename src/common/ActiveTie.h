@@ -9,6 +9,7 @@
 #include <deque>
 
 #include "common/Exceptions.h"
+#include "common/WakeBatch.h"
 
 namespace common {
 
@@ -53,11 +54,15 @@ class ActiveTie : private boost::noncopyable {
     DeleteQueued();
   }
 
-  // Never blocks longer than the queue lock takes; no size limit.
+  // Never blocks longer than the queue lock takes; no size limit. The worker
+  // is woken after the queue lock is let go (so that it doesn't wake into a
+  // held lock), and after the caller's open WakeBatch, if any.
   void Post(Event* event) {
-    boost::mutex::scoped_lock lock(queueMutex);
-    queue.push_back(event);
-    queueChanged.notify_all();
+    {
+      boost::mutex::scoped_lock lock(queueMutex);
+      queue.push_back(event);
+    }
+    WakeBatch::NotifyAll(queueChanged);
   }
 
   // Events posted and not yet taken by the worker; for callers that bound

@@ -1,8 +1,7 @@
 #pragma once
 
-#include <condition_variable>
 #include <cstdint>
-#include <mutex>
+#include <memory>
 
 namespace common {
 
@@ -36,11 +35,21 @@ class Clock {
   // Milliseconds since 1970-01-01 UTC; may jump either way.
   virtual uint64_t WallMs() = 0;
 
-  // With lock held, waits on changed until MonotonicMs() may have reached
-  // deadlineMs or the condition is notified. May return early (spuriously):
-  // callers test their condition again.
-  virtual void WaitUntil(std::condition_variable& changed, std::unique_lock<std::mutex>& lock,
-                         uint64_t deadlineMs) = 0;
+  // What a timer thread sleeps on: one thread waits in Wait until the
+  // deadline set last passes or another thread calls Wake; Set and Wake may
+  // come from any thread, before or during the Wait, and are never lost.
+  // Wait may also return early: callers look at the time again.
+  class Alarm {
+   public:
+    static constexpr uint64_t kNever = ~static_cast<uint64_t>(0);
+    virtual ~Alarm() = default;
+    // A point of MonotonicMs(); kNever disarms.
+    virtual void Set(uint64_t deadlineMs) = 0;
+    virtual void Wake() = 0;
+    virtual void Wait() = 0;
+  };
+  virtual std::unique_ptr<Alarm> NewAlarm() = 0;
+
   // Lets the monotonic time pass by milliseconds.
   virtual void SleepFor(uint64_t milliseconds) = 0;
 
@@ -53,8 +62,10 @@ class SystemClock : public Clock {
  public:
   uint64_t MonotonicMs() override;
   uint64_t WallMs() override;
-  void WaitUntil(std::condition_variable& changed, std::unique_lock<std::mutex>& lock,
-                 uint64_t deadlineMs) override;
+  // A timerfd on CLOCK_MONOTONIC: moving the deadline is one system call of
+  // the caller and doesn't wake the waiting thread; Wake sets it to a moment
+  // past. Throws IOException "can't create timer" without descriptors.
+  std::unique_ptr<Alarm> NewAlarm() override;
   void SleepFor(uint64_t milliseconds) override;
 };
 

@@ -5,12 +5,14 @@
 
 #include "common/Exceptions.h"
 #include "common/Timer.h"
+#include "common/WakeBatch.h"
 
 namespace common {
 
 TimerMgr::TimerMgr(boost::recursive_mutex& borrowed, unsigned /*tickMilliseconds*/, Clock& timeSource)
     : mutex(borrowed),
       clock(timeSource),
+      alarm(timeSource.NewAlarm()),
       started(false),
       stopRequested(false),
       nextDeadline(kNever),
@@ -39,13 +41,10 @@ void TimerMgr::Stop() {
     throw InvalidOperationException("timer manager was stopped");
   }
   clock.RemoveSleeper(this);
-  {
-    // Under the wake mutex, so that the thread can't miss it between its
-    // test of the flag and its wait.
-    std::lock_guard<std::mutex> lock(wakeMutex);
-    stopRequested = true;
-  }
-  wake.notify_all();
+  // The thread tests the flag after it set the alarm for its wait, so either
+  // it sees the flag or this wake comes after that setting and ends the wait.
+  stopRequested = true;
+  alarm->Wake();
   thread->join();
   thread.reset();
   started = false;
@@ -62,32 +61,24 @@ void TimerMgr::Unregister(Timer* timer) {
 }
 
 void TimerMgr::Scheduled(uint64_t deadline) {
-  // A round in progress computes the next deadline when it ends.
+  // A round in progress sets the alarm when it ends.
   if (firing || deadline >= nextDeadline) {
     return;
   }
   nextDeadline = deadline;
-  Wake();
-}
-
-void TimerMgr::Wake() {
-  {
-    std::lock_guard<std::mutex> lock(wakeMutex);
-    ++wakesAsked;
-  }
-  wake.notify_all();
+  alarm->Set(deadline);
 }
 
 void TimerMgr::OnClockMoved() {
   std::unique_lock<std::mutex> lock(wakeMutex);
   const uint64_t asked = ++wakesAsked;
-  wake.notify_all();
+  alarm->Wake();
   if (boost::this_thread::get_id() != threadId) {
     served.wait(lock, [&] { return wakesServed >= asked || stopRequested; });
   }
 }
 
-uint64_t TimerMgr::FireDue() {
+void TimerMgr::FireDue() {
   boost::recursive_mutex::scoped_lock lock(mutex);
   firing = true;
   // By index, so that even a misbehaving callback that registers a timer
@@ -106,28 +97,36 @@ uint64_t TimerMgr::FireDue() {
   }
   firing = false;
   nextDeadline = next;
-  return next;
+  alarm->Set(next);
 }
 
 void TimerMgr::Run() {
-  std::unique_lock<std::mutex> lock(wakeMutex);
-  threadId = boost::this_thread::get_id();
-  while (!stopRequested) {
-    const uint64_t asked = wakesAsked;
-    lock.unlock();
-    const uint64_t next = FireDue();
-    lock.lock();
-    wakesServed = asked;
-    served.notify_all();
-    if (wakesAsked != asked || stopRequested) {
-      continue;  // woken while firing: look again at once
-    }
-    if (next == kNever) {
-      wake.wait(lock);
-    } else {
-      clock.WaitUntil(wake, lock, next);
-    }
+  {
+    std::lock_guard<std::mutex> lock(wakeMutex);
+    threadId = boost::this_thread::get_id();
   }
+  for (;;) {
+    uint64_t asked = 0;
+    {
+      std::lock_guard<std::mutex> lock(wakeMutex);
+      asked = wakesAsked;
+    }
+    {
+      // Workers that callbacks wake need the borrowed mutex too.
+      const WakeBatch batch;
+      FireDue();
+    }
+    {
+      std::lock_guard<std::mutex> lock(wakeMutex);
+      wakesServed = asked;
+    }
+    served.notify_all();
+    if (stopRequested) {
+      break;
+    }
+    alarm->Wait();
+  }
+  std::lock_guard<std::mutex> lock(wakeMutex);
   wakesServed = wakesAsked;
   served.notify_all();
 }

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <vector>
 
@@ -24,15 +25,17 @@ class Timer;
 //
 // Deadlines are points of the monotonic clock of the Clock given at
 // construction, so a step of the wall clock neither fires a timer early nor
-// holds it back. The thread sleeps until the earliest deadline of its active
-// timers (without any while none is active) instead of polling at a tick: an
-// idle service doesn't wake for nothing. It is woken when a timer is started
-// with a deadline earlier than the one it sleeps towards, when a clock moved
-// by hand tells it so, and by Stop. Stopping a timer doesn't wake it: at worst
-// it wakes once at the stopped timer's deadline, finds nothing due and sleeps
-// on. A timer thus fires at its deadline (plus the scheduler's latency and the
-// other callbacks due at the same time), never early, and no later than a
-// tick-polling manager would have fired it.
+// holds it back. The thread sleeps on the clock's alarm until the earliest
+// deadline of its active timers (without any while none is active) instead of
+// polling at a tick: an idle service doesn't wake for nothing. A timer started
+// with a deadline earlier than the alarm's moves the alarm (on the system
+// clock one system call of the caller; the sleeping thread isn't woken for
+// it); a clock moved by hand and Stop wake the thread. Stopping a timer
+// leaves the alarm: at worst the thread wakes once at the stopped timer's
+// deadline, finds nothing due and sleeps on. A timer thus fires at its
+// deadline (plus the scheduler's latency and the other callbacks due at the
+// same time), never early, and no later than a tick-polling manager would
+// have fired it.
 class TimerMgr : private boost::noncopyable, private Clock::Sleeper {
  public:
   // tickMilliseconds is the lateness the owners were promised by the earlier
@@ -61,14 +64,13 @@ class TimerMgr : private boost::noncopyable, private Clock::Sleeper {
 
   static constexpr uint64_t kNever = ~static_cast<uint64_t>(0);
 
-  // Timer::Start, with the mutex held: wakes the thread if deadline comes
-  // before the one it sleeps towards.
+  // Timer::Start, with the mutex held: moves the alarm if deadline comes
+  // before the one it is set to.
   void Scheduled(uint64_t deadline);
   // The thread's loop, and one round of it under the mutex: fires what is
-  // due and returns the earliest deadline left.
+  // due and sets the alarm to the earliest deadline left.
   void Run();
-  uint64_t FireDue();
-  void Wake();
+  void FireDue();
   // Clock::Sleeper: the time was moved by hand. Returns once the thread has
   // fired what is due at the new time, so that a test sees the effect at once
   // (not when called on the timer thread itself).
@@ -76,16 +78,16 @@ class TimerMgr : private boost::noncopyable, private Clock::Sleeper {
 
   boost::recursive_mutex& mutex;
   Clock& clock;
+  std::unique_ptr<Clock::Alarm> alarm;
   bool started;
   std::atomic<bool> stopRequested;
-  // Under mutex: the deadline the thread sleeps towards (kNever: none), and
-  // whether it is firing timers now (it then computes the next one itself).
+  // Under mutex: the deadline the alarm is set to (kNever: none), and
+  // whether the thread is firing timers now (it then sets the alarm itself).
   uint64_t nextDeadline;
   bool firing;
-  // Under wakeMutex: wake-ups asked for and the last one the thread has
-  // served with a round; the thread's id, for OnClockMoved.
+  // Under wakeMutex: moves of a clock moved by hand and the last one the
+  // thread has served with a round; the thread's id, for OnClockMoved.
   std::mutex wakeMutex;
-  std::condition_variable wake;
   std::condition_variable served;
   uint64_t wakesAsked;
   uint64_t wakesServed;

@@ -1,11 +1,11 @@
 #include "common/UdpSocket.h"
 
-#include <sys/ioctl.h>
-#include <sys/select.h>
 #include <sys/socket.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstring>
 
 #include "common/Buffer.h"
 #include "common/Exceptions.h"
@@ -17,7 +17,15 @@ namespace {
 const char* const kWriteFailure = "can't write to socket";
 const char* const kReadFailure = "can't read from socket";
 
+// Behind the receive buffer: with it any IPv4 datagram (at most 65,507 bytes
+// of payload) fits whole in the one call.
+constexpr unsigned kSpareSize = 65536;
+
+bool TimedOut(int error) { return error == EAGAIN || error == EWOULDBLOCK || error == EINTR; }
+
 }  // namespace
+
+UdpSocket::UdpSocket() = default;
 
 UdpSocket::~UdpSocket() {
   if (fd != -1) {
@@ -29,17 +37,13 @@ void UdpSocket::Open() {
   if (fd != -1) {
     throw InvalidOperationException("socket is just open");
   }
-  const int created = ::socket(AF_INET, SOCK_DGRAM, 0);
+  const int created = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   if (created == -1) {
     throw IOException("can't open socket", errno);
   }
-  // select() can't watch a descriptor at or above FD_SETSIZE; refuse it here
-  // rather than write behind the descriptor set later.
-  if (created >= FD_SETSIZE) {
-    ::close(created);
-    throw IOException("can't open socket", EMFILE);
-  }
   fd = created;
+  receiveTimeout = 0;
+  sendTimeout = 0;
 }
 
 void UdpSocket::Close() {
@@ -62,42 +66,44 @@ void UdpSocket::Connect(const sockaddr_in& remote) {
   }
 }
 
-bool UdpSocket::Wait(bool forWriting, unsigned timeout, const char* failureText) {
-  // A closed socket would leave select() an empty set, which without a
-  // time-out waits for ever.
-  if (fd < 0 || fd >= FD_SETSIZE) {
-    throw IOException(failureText, EBADF);
-  }
-  fd_set set;
-  FD_ZERO(&set);
-  FD_SET(fd, &set);
-  timeval limit{};
-  timeval* limitPointer = nullptr;
-  if (timeout != 0) {
-    limit.tv_sec = timeout / 1000;
-    limit.tv_usec = (timeout % 1000) * 1000;
-    limitPointer = &limit;
-  }
-  const int result =
-      ::select(fd + 1, forWriting ? nullptr : &set, forWriting ? &set : nullptr, nullptr, limitPointer);
-  if (result == -1) {
-    throw IOException(failureText, errno);
-  }
-  return FD_ISSET(fd, &set);
+void UdpSocket::WakeReceiver() {
+  // On a datagram socket that isn't connected the call reports ENOTCONN, but
+  // it has shut the reading side all the same and woken the waiting receive.
+  ::shutdown(fd, SHUT_RD);
 }
 
-int UdpSocket::Send(const void* bytes, unsigned count, unsigned timeout) {
+void UdpSocket::SetTimeout(int option, unsigned timeout, unsigned& current, const char* failureText) {
+  if (timeout == current && fd != -1) {
+    return;
+  }
+  timeval limit{};
+  limit.tv_sec = timeout / 1000;
+  limit.tv_usec = static_cast<suseconds_t>((timeout % 1000) * 1000);
+  if (::setsockopt(fd, SOL_SOCKET, option, &limit, sizeof(limit)) == -1) {
+    throw IOException(failureText, errno);
+  }
+  current = timeout;
+}
+
+int UdpSocket::SendOne(const void* bytes, unsigned count, const sockaddr_in* to, unsigned timeout) {
   if (count == 0) {
     return 0;
   }
-  if (!Wait(true, timeout, kWriteFailure)) {
-    return -1;
-  }
-  const ssize_t sent = ::send(fd, bytes, count, 0);
+  SetTimeout(SO_SNDTIMEO, timeout, sendTimeout, kWriteFailure);
+  const ssize_t sent = to != nullptr ? ::sendto(fd, bytes, count, MSG_NOSIGNAL,
+                                                reinterpret_cast<const sockaddr*>(to), sizeof(*to))
+                                     : ::send(fd, bytes, count, MSG_NOSIGNAL);
   if (sent < 0) {
+    if (TimedOut(errno)) {
+      return -1;
+    }
     throw IOException(kWriteFailure, errno);
   }
   return static_cast<int>(sent);
+}
+
+int UdpSocket::Send(const void* bytes, unsigned count, unsigned timeout) {
+  return SendOne(bytes, count, nullptr, timeout);
 }
 
 int UdpSocket::Send(const Buffer& buffer, unsigned timeout) {
@@ -105,17 +111,7 @@ int UdpSocket::Send(const Buffer& buffer, unsigned timeout) {
 }
 
 int UdpSocket::SendTo(const void* bytes, unsigned count, const sockaddr_in& to, unsigned timeout) {
-  if (count == 0) {
-    return 0;
-  }
-  if (!Wait(true, timeout, kWriteFailure)) {
-    return -1;
-  }
-  const ssize_t sent = ::sendto(fd, bytes, count, 0, reinterpret_cast<const sockaddr*>(&to), sizeof(to));
-  if (sent < 0) {
-    throw IOException(kWriteFailure, errno);
-  }
-  return static_cast<int>(sent);
+  return SendOne(bytes, count, &to, timeout);
 }
 
 int UdpSocket::SendTo(const Buffer& buffer, const sockaddr_in& to, unsigned timeout) {
@@ -129,41 +125,39 @@ int UdpSocket::ReceiveFrom(Buffer& buffer, sockaddr_in& from, unsigned timeout) 
 }
 
 int UdpSocket::ReceiveInto(Buffer& buffer, sockaddr_in* from, unsigned timeout) {
-  bool ready = false;
-  try {
-    ready = Wait(false, timeout, kReadFailure);
-  } catch (...) {
-    buffer.SetSize(0);
-    throw;
+  buffer.SetSize(0);
+  SetTimeout(SO_RCVTIMEO, timeout, receiveTimeout, kReadFailure);
+  if (!spare) {
+    spare.reset(new unsigned char[kSpareSize]);
   }
-  if (!ready) {
-    buffer.SetSize(0);
-    return -1;
-  }
-  int count = 0;
-  if (::ioctl(fd, FIONREAD, &count) == -1) {
-    const int error = errno;
-    buffer.SetSize(0);
-    throw IOException(kReadFailure, error);
-  }
-  if (count > 0 && buffer.GetCapacity() < static_cast<unsigned>(count)) {
-    buffer.SetCapacity(static_cast<unsigned>(count));
-  }
-  ssize_t received = 0;
-  if (from != nullptr) {
-    socklen_t length = sizeof(*from);
-    received =
-        ::recvfrom(fd, buffer.GetData(), buffer.GetCapacity(), 0, reinterpret_cast<sockaddr*>(from), &length);
-  } else {
-    received = ::recv(fd, buffer.GetData(), buffer.GetCapacity(), 0);
-  }
+  const unsigned capacity = buffer.GetCapacity();
+  iovec parts[2] = {{buffer.GetData(), capacity}, {spare.get(), kSpareSize}};
+  msghdr message{};
+  message.msg_name = from;
+  message.msg_namelen = from != nullptr ? sizeof(*from) : 0;
+  message.msg_iov = parts;
+  message.msg_iovlen = 2;
+  // MSG_TRUNC: the result is the datagram's real length even if it didn't
+  // fit, which the spare block makes impossible for IPv4.
+  const ssize_t received = ::recvmsg(fd, &message, MSG_TRUNC);
   if (received < 0) {
-    const int error = errno;
-    buffer.SetSize(0);
-    throw IOException(kReadFailure, error);
+    if (TimedOut(errno)) {
+      return -1;
+    }
+    throw IOException(kReadFailure, errno);
   }
-  buffer.SetSize(static_cast<unsigned>(received));
-  return static_cast<int>(received);
+  const unsigned length = static_cast<unsigned>(received);
+  if (length > capacity + kSpareSize) {
+    throw IOException(kReadFailure, EMSGSIZE);
+  }
+  if (length > capacity) {
+    // The buffer adapts to the longest datagram seen and keeps that size.
+    buffer.SetSize(capacity);
+    buffer.SetCapacity(length);
+    std::memcpy(buffer.GetData() + capacity, spare.get(), length - capacity);
+  }
+  buffer.SetSize(length);
+  return static_cast<int>(length);
 }
 
 }  // namespace common

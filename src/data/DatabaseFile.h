@@ -78,10 +78,10 @@ constexpr char kDamagedSuffix[] = ".damaged";
 // the rename failed.
 std::string KeepDamagedFile(const std::string& path);
 
-// Writes database to a temporary file beside path, flushes it to the disk
-// (unless synchronise is false, for measurements), renames it over path and
-// flushes the folder: a crash at any moment leaves the old or the new
-// complete file. The file gets mode 0666 whatever the umask.
+// Writes database aside and renames it over path (common/ReplaceFile.h: a
+// crash leaves the old or the new complete file; links, mode and owner, and
+// the in-place way out are told there). Without synchronise nothing is
+// flushed to the disk (for measurements).
 void WriteDatabaseFile(const Database& database, const std::string& path, bool synchronise = true);
 
 }  // namespace data

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdlib>
 
+#include "common/CivilTime.h"
 #include "common/Time.h"
 
 namespace nmea {
@@ -27,10 +28,7 @@ void AppendUnsignedTenths(std::string& out, unsigned long long value) {
   out += static_cast<char>('0' + value % 10);
 }
 
-bool BreakDown(uint32_t time, struct tm& parts) {
-  const time_t seconds = static_cast<time_t>(common::FromEpoch2000(time));
-  return gmtime_r(&seconds, &parts) != nullptr;
-}
+bool BreakDown(uint32_t time, struct tm& parts) { return common::ToUtc(common::FromEpoch2000(time), parts); }
 
 // Degrees and ten-thousandths of a minute of the absolute value, then the
 // hemisphere letter.

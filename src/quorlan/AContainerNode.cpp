@@ -1,6 +1,7 @@
 #include "quorlan/AContainerNode.h"
 
 #include <cstdlib>
+#include <cstring>
 #include <stdexcept>
 
 #include "common/Buffer.h"
@@ -14,49 +15,57 @@ thread_local unsigned parseDepth = 0;
 
 }  // namespace
 
-MessageNodePtr AContainerNode::GetNode(const std::string& path) const {
-  const AContainerNode* container = this;
-  MessageNodePtr holder;  // keeps the container of the next step alive
-  std::string::size_type begin = 0;
+namespace {
+
+// Walks path; null with the text of the NotFoundException that GetNode
+// throws in failure where a step is missing.
+MessageNodePtr Walk(const AContainerNode& start, const std::string& path, const char*& failure) {
+  const AContainerNode* container = &start;
+  const char* step = path.c_str();
   for (;;) {
-    const std::string::size_type slash = path.find('/', begin);
-    const std::string step =
-        path.substr(begin, slash == std::string::npos ? std::string::npos : slash - begin);
+    // strtol stops at the "/", so the step needs no copy of its own.
     char* end = nullptr;
-    const long number = std::strtol(step.c_str(), &end, 10);
-    if (end == step.c_str()) {
+    const long number = std::strtol(step, &end, 10);
+    if (end == step) {
       throw std::invalid_argument("invalid path");
     }
-    MessageNodePtr node = container->GetNode(static_cast<uint8_t>(number));
-    if (slash == std::string::npos) {
-      return node;
+    const MessageNodePtr* node = container->FindNode(static_cast<uint8_t>(number));
+    if (node == nullptr) {
+      failure = "can't find node";
+      return MessageNodePtr();
     }
-    container = dynamic_cast<const AContainerNode*>(node.get());
+    const char* slash = std::strchr(end, '/');
+    if (slash == nullptr) {
+      return *node;
+    }
+    container = dynamic_cast<const AContainerNode*>(node->get());
     if (container == nullptr) {
-      throw NotFoundException("");
+      failure = "";
+      return MessageNodePtr();
     }
-    holder = node;
-    begin = slash + 1;
+    step = slash + 1;
   }
 }
 
-bool AContainerNode::HasNode(const std::string& path) const {
-  try {
-    GetNode(path);
-    return true;
-  } catch (const NotFoundException&) {
-    return false;
+}  // namespace
+
+MessageNodePtr AContainerNode::GetNode(const std::string& path) const {
+  const char* failure = nullptr;
+  MessageNodePtr node = Walk(*this, path, failure);
+  if (!node) {
+    throw NotFoundException(failure);
   }
+  return node;
 }
 
-bool AContainerNode::HasNode(uint8_t key) const {
-  try {
-    GetNode(key);
-    return true;
-  } catch (const NotFoundException&) {
-    return false;
-  }
+MessageNodePtr AContainerNode::FindNode(const std::string& path) const {
+  const char* failure = nullptr;
+  return Walk(*this, path, failure);
 }
+
+bool AContainerNode::HasNode(const std::string& path) const { return FindNode(path) != nullptr; }
+
+bool AContainerNode::HasNode(uint8_t key) const { return FindNode(key) != nullptr; }
 
 unsigned AContainerNode::ParseEntry(const common::Buffer& buffer, unsigned index, NodeMap& nodes) {
   const uint8_t key = buffer[index];
@@ -73,12 +82,16 @@ void AContainerNode::SerializeEntries(const NodeMap& nodes, common::Buffer& buff
   }
 }
 
-MessageNodePtr AContainerNode::Find(const NodeMap& nodes, uint8_t key) {
+const MessageNodePtr* AContainerNode::Find(const NodeMap& nodes, uint8_t key) {
   const NodeMap::const_iterator found = nodes.find(key);
-  if (found == nodes.end()) {
+  return found != nodes.end() ? &found->second : nullptr;
+}
+
+MessageNodePtr AContainerNode::Require(const MessageNodePtr* found) {
+  if (found == nullptr) {
     throw NotFoundException("can't find node");
   }
-  return found->second;
+  return *found;
 }
 
 void AContainerNode::Insert(NodeMap& nodes, uint8_t key, const MessageNodePtr& node) {

@@ -16,6 +16,10 @@ class AContainerNode : public AMessageNode {
   // "can't find node".
   virtual MessageNodePtr GetNode(uint8_t key) const = 0;
 
+  // The child under key, or null: the lookup for optional nodes, which are
+  // missing on the normal path and must not cost an exception there.
+  virtual const MessageNodePtr* FindNode(uint8_t key) const = 0;
+
   // Struct and message: inserts under key, replacing what stood there.
   // List: appends at the end, the key is ignored.
   virtual void SetNode(uint8_t key, const MessageNodePtr& node) = 0;
@@ -29,6 +33,9 @@ class AContainerNode : public AMessageNode {
   // "invalid path"; an inner step that isn't a container with
   // NotFoundException and an empty text; a missing key as GetNode(key) does.
   MessageNodePtr GetNode(const std::string& path) const;
+  // The same walk without NotFoundException: null where GetNode(path) would
+  // fail with it (a malformed path still fails with std::invalid_argument).
+  MessageNodePtr FindNode(const std::string& path) const;
 
   // False where the matching GetNode fails with NotFoundException; every
   // other failure passes through.
@@ -44,7 +51,9 @@ class AContainerNode : public AMessageNode {
   // comes twice keeps the later node.
   static unsigned ParseEntry(const common::Buffer& buffer, unsigned index, NodeMap& nodes);
   static void SerializeEntries(const NodeMap& nodes, common::Buffer& buffer);
-  static MessageNodePtr Find(const NodeMap& nodes, uint8_t key);
+  static const MessageNodePtr* Find(const NodeMap& nodes, uint8_t key);
+  // *found, or NotFoundException "can't find node" for null.
+  static MessageNodePtr Require(const MessageNodePtr* found);
   static void Insert(NodeMap& nodes, uint8_t key, const MessageNodePtr& node);
 
   // Counts the containers being parsed on this thread, so that nesting

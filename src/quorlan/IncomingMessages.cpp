@@ -19,11 +19,12 @@ const char kUnexpectedType[] = "node has unexpected type";
 // node, which the caller checks for its container type.
 bool FindGroup(AContainerNode& container, uint8_t key, FieldState& state, bool nullable,
                MessageNodePtr& node) {
-  if (!container.HasNode(key)) {
+  const MessageNodePtr* found = container.FindNode(key);
+  if (found == nullptr) {
     state = Absent;
     return false;
   }
-  node = container.GetNode(key);
+  node = *found;
   if (nullable && dynamic_cast<const NullMessageNode*>(node.get()) != nullptr) {
     state = Null;
     return false;

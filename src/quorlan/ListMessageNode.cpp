@@ -9,11 +9,10 @@
 
 namespace quorlan {
 
-MessageNodePtr ListMessageNode::GetNode(uint8_t key) const {
-  if (key >= nodes.size()) {
-    throw NotFoundException("can't find node");
-  }
-  return nodes[key];
+MessageNodePtr ListMessageNode::GetNode(uint8_t key) const { return Require(FindNode(key)); }
+
+const MessageNodePtr* ListMessageNode::FindNode(uint8_t key) const {
+  return key < nodes.size() ? &nodes[key] : nullptr;
 }
 
 void ListMessageNode::SetNode(uint8_t, const MessageNodePtr& node) {

@@ -13,10 +13,12 @@ class ListMessageNode : public AContainerNode {
  public:
   typedef std::vector<MessageNodePtr> NodeList;
 
+  using AContainerNode::FindNode;
   using AContainerNode::GetNode;
 
   // key is the position in the list.
   MessageNodePtr GetNode(uint8_t key) const override;
+  const MessageNodePtr* FindNode(uint8_t key) const override;
   // Appends; key is ignored.
   void SetNode(uint8_t key, const MessageNodePtr& node) override;
   unsigned GetCount() const override { return static_cast<unsigned>(nodes.size()); }

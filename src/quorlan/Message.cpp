@@ -8,7 +8,9 @@
 
 namespace quorlan {
 
-MessageNodePtr Message::GetNode(uint8_t key) const { return Find(nodes, key); }
+MessageNodePtr Message::GetNode(uint8_t key) const { return Require(Find(nodes, key)); }
+
+const MessageNodePtr* Message::FindNode(uint8_t key) const { return Find(nodes, key); }
 
 void Message::SetNode(uint8_t key, const MessageNodePtr& node) { Insert(nodes, key, node); }
 

@@ -17,9 +17,11 @@ class Message : public AContainerNode {
   uint16_t GetId() const { return id; }
   void SetId(uint16_t newId) { id = newId; }
 
+  using AContainerNode::FindNode;
   using AContainerNode::GetNode;
 
   MessageNodePtr GetNode(uint8_t key) const override;
+  const MessageNodePtr* FindNode(uint8_t key) const override;
   void SetNode(uint8_t key, const MessageNodePtr& node) override;
   unsigned GetCount() const override { return static_cast<unsigned>(nodes.size()); }
   const NodeMap& GetNodes() const { return nodes; }

@@ -4,6 +4,7 @@
 
 #include <ostream>
 
+#include "common/CivilTime.h"
 #include "common/Time.h"
 #include "quorlan/BoolMessageNode.h"
 #include "quorlan/ByteArrayMessageNode.h"
@@ -24,10 +25,9 @@ std::string MessageDump::TimeText(int64_t value) {
   // milliseconds is a whole number of seconds, so the result is the same).
   const int64_t seconds =
       value <= kLastSeconds ? value + common::kEpoch2000 : value / 1000 + common::kEpoch2000;
-  const time_t time = static_cast<time_t>(seconds);
   struct tm parts;
   char text[64];
-  if (gmtime_r(&time, &parts) == nullptr || asctime_r(&parts, text) == nullptr) {
+  if (!common::ToUtc(seconds, parts) || asctime_r(&parts, text) == nullptr) {
     return "time out of range";
   }
   std::string result(text);

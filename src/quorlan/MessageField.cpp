@@ -47,22 +47,21 @@ struct NodeFor<common::Buffer> {
 
 template <class T>
 void GetField(AContainerNode& container, uint8_t key, MessageField<T>& field, bool required, bool nullable) {
-  MessageNodePtr node;
-  try {
-    node = container.GetNode(key);
-  } catch (const NotFoundException&) {
+  const MessageNodePtr* found = container.FindNode(key);
+  if (found == nullptr) {
     if (required) {
       throw ParseException("missing node " + std::to_string(key));
     }
     field.state = Absent;
     return;
   }
-  if (const auto* typed = dynamic_cast<const typename NodeFor<T>::Node*>(node.get())) {
+  const AMessageNode* node = found->get();
+  if (const auto* typed = dynamic_cast<const typename NodeFor<T>::Node*>(node)) {
     field.value = NodeFor<T>::From(*typed);
     field.state = Set;
     return;
   }
-  if (nullable && dynamic_cast<const NullMessageNode*>(node.get()) != nullptr) {
+  if (nullable && dynamic_cast<const NullMessageNode*>(node) != nullptr) {
     field.state = Null;
     return;
   }

@@ -7,7 +7,9 @@
 
 namespace quorlan {
 
-MessageNodePtr StructMessageNode::GetNode(uint8_t key) const { return Find(nodes, key); }
+MessageNodePtr StructMessageNode::GetNode(uint8_t key) const { return Require(Find(nodes, key)); }
+
+const MessageNodePtr* StructMessageNode::FindNode(uint8_t key) const { return Find(nodes, key); }
 
 void StructMessageNode::SetNode(uint8_t key, const MessageNodePtr& node) { Insert(nodes, key, node); }
 

@@ -9,9 +9,11 @@ namespace quorlan {
 // entries; more fails on writing with SerializeException "to long struct".
 class StructMessageNode : public AContainerNode {
  public:
+  using AContainerNode::FindNode;
   using AContainerNode::GetNode;
 
   MessageNodePtr GetNode(uint8_t key) const override;
+  const MessageNodePtr* FindNode(uint8_t key) const override;
   void SetNode(uint8_t key, const MessageNodePtr& node) override;
   unsigned GetCount() const override { return static_cast<unsigned>(nodes.size()); }
   const NodeMap& GetNodes() const { return nodes; }

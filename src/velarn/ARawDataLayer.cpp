@@ -1,5 +1,6 @@
 #include "velarn/ARawDataLayer.h"
 
+#include "common/WakeBatch.h"
 #include "velarn/IRawDataReceiver.h"
 
 namespace velarn {
@@ -8,6 +9,9 @@ void ARawDataLayer::NotifyRawData(const common::Buffer& data) {
   if (receiver == nullptr) {
     return;
   }
+  // The event thread, woken for what this datagram queues, answers through
+  // the stack: it is woken once the stack's mutex is free.
+  const common::WakeBatch batch;
   boost::recursive_mutex::scoped_lock lock(mutex);
   try {
     receiver->ReceiveRawData(data);

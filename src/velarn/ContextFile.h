@@ -8,13 +8,12 @@ class ATransportLayerContext;
 
 // The context file of the driver: the archive of TransportLayerContext.h.
 //
-// Writing goes to a temporary file beside path ("<path>.tmp"), which is
-// flushed to the disk, renamed over path, and then the folder is flushed as
-// well: a crash at any moment leaves either the old or the new complete file,
-// never a torn one. The file gets mode 0666 whatever the umask. Failures throw
-// IOException ("could not create <path>", "could not write <path>", "could
-// not flush <path>", "could not replace <path>") and leave the old file and
-// no temporary one behind.
+// Written aside and renamed over path (common/ReplaceFile.h: a crash leaves
+// the old or the new complete file, never a torn one; links, mode and owner,
+// and the in-place way out are told there). Failures throw IOException
+// ("could not create <path>", "could not write <path>", "could not flush
+// <path>", "could not replace <path>") and leave the old file and no
+// temporary one behind.
 void WriteContextFile(const std::string& path, const ATransportLayerContext* context);
 
 // A new context that the caller owns, or null if a null one was stored.

@@ -21,13 +21,25 @@ class Packet {
   // Like kKeepForSession, and survives a new session as well.
   static constexpr unsigned kKeepAlways = 4;
 
-  // The payload is copied into a block of exactly its size: the queue has no
-  // limit, so it shouldn't hold the senders' spare capacity.
+  // The largest block a loaded payload may keep: a transmit buffer that grew
+  // (doubling from 2048) around a PDU as large as a datagram.
+  static constexpr unsigned kMaxCapacity = 64u * 1024u;
+  // What all packets of one loaded context may keep beyond their sizes
+  // together (a queue of 4096 packets of 2048 bytes): a damaged or foreign
+  // file can't make the start allocate far more than its own size.
+  static constexpr unsigned kMaxSpareCapacity = 8u * 1024u * 1024u;
+
+  // The payload is a copy of the sender's buffer, with its capacity (2048,
+  // the application layer's transmit buffer), which the context file
+  // records: a stored packet reads "c8000000 00080000 <size>".
   Packet(unsigned flags, const common::Buffer& payload);
 
   // Archive form (class version 1): flags as 4 bytes, then the buffer. A
-  // loaded payload's block is trimmed to its size, whatever capacity the file
-  // claims. Defined in velarn/TransportLayerContext.cpp, the only place that stores it.
+  // loaded payload keeps the stored capacity, so that it is written back the
+  // same; a capacity above kMaxCapacity can't come from a transmit buffer and
+  // is trimmed to the size, as are the capacities beyond kMaxSpareCapacity.
+  // Defined in velarn/TransportLayerContext.cpp, the only place that stores
+  // and loads it (through ReadContextArchive).
   template <class Archive>
   void serialize(Archive& archive, const unsigned int version);
 
@@ -45,9 +57,7 @@ class Packet {
 };
 
 inline Packet::Packet(unsigned packetFlags, const common::Buffer& payload)
-    : flags(packetFlags), data(payload.GetSize(), payload.GetGrowthPercent()) {
-  data.Append(payload.GetData(), payload.GetSize());
-}
+    : flags(packetFlags), data(payload) {}
 
 }  // namespace velarn
 

@@ -15,22 +15,29 @@
 
 namespace velarn {
 
+namespace {
+
+// While ReadContextArchive runs on this thread: the contexts constructed
+// meanwhile, which are those the archive makes for the stored pointer, and
+// the spare capacity that the packets loaded from now on may still keep.
+thread_local std::vector<TransportLayerContext*>* madeByArchive = nullptr;
+thread_local unsigned spareLeft = 0;
+
+}  // namespace
+
 template <class Archive>
 void Packet::serialize(Archive& archive, const unsigned int /*version*/) {
   archive& flags;
   archive& data;
   if constexpr (Archive::is_loading::value) {
-    data.SetCapacity(data.GetSize());
+    const unsigned spare = data.GetCapacity() - data.GetSize();
+    if (data.GetCapacity() > kMaxCapacity || spare > spareLeft) {
+      data.SetCapacity(data.GetSize());
+    } else {
+      spareLeft -= spare;
+    }
   }
 }
-
-namespace {
-
-// While ReadContextArchive runs on this thread: the contexts constructed
-// meanwhile, which are those the archive makes for the stored pointer.
-thread_local std::vector<TransportLayerContext*>* madeByArchive = nullptr;
-
-}  // namespace
 
 TransportLayerContext::TransportLayerContext() : sessionId(0), txSequence(0), rxSequence(0), retryCount(0) {
   if (madeByArchive != nullptr) {
@@ -126,6 +133,7 @@ ATransportLayerContext* ReadContextArchive(std::istream& in) {
   ATransportLayerContext* context = nullptr;
   std::vector<TransportLayerContext*> made;
   madeByArchive = &made;
+  spareLeft = Packet::kMaxSpareCapacity;
   try {
     archive >> context;
   } catch (...) {

@@ -12,7 +12,10 @@ namespace velarn {
 
 namespace {
 
-const unsigned kReceiveTimeoutMs = 200;
+// The receive blocks until a datagram comes, and Stop wakes it. The time-out
+// is only a safety net, should a platform not wake it: it bounds the stop and
+// costs an idle link one wake-up in this many milliseconds.
+const unsigned kReceiveTimeoutMs = 5000;
 
 }  // namespace
 
@@ -47,6 +50,7 @@ void UDPLayer::Stop() {
     throw InvalidOperationException("UDPLayer was stopped");
   }
   stopRequested = true;
+  socket.WakeReceiver();
   thread->join();
   thread.reset();
   // The layers above send under the stack's mutex from other threads (the

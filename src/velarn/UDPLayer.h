@@ -16,7 +16,8 @@ namespace velarn {
 // loop, which keeps those whose IPv4 address is the unit's (any port) and
 // drops all others. Everything is sent to peerAddress.
 //
-// The loop waits at most 200 ms per round, which bounds how long Stop() takes.
+// The loop blocks in its receive until a datagram comes; Stop() wakes it, so
+// an idle link costs no wake-ups and a stop doesn't wait for a time-out.
 class UDPLayer : public ARawDataLayer {
  public:
   UDPLayer(boost::recursive_mutex& mutex, const sockaddr_in& localAddress, const sockaddr_in& peerAddress);

@@ -1,9 +1,10 @@
 // Files of other writers: every form that Boost's own binary_iarchive reads
 // for our records, and content that it accepts but that breaks our rules.
 // Each variant is written twice: in the device's form for our reader, and
-// with this machine's 8-byte string lengths for Boost's stock reader, whose
-// result ours must equal. That is the one difference between the two
-// platforms' native binary archives in these files.
+// with this machine's own sizes for Boost's stock reader, whose result ours
+// must equal: string lengths as wide as std::size_t and the header's long (8
+// bytes on a 64-bit machine, the device's 4 under qemu on 32-bit ARM). That is
+// the one difference between the two platforms' native binary archives here.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -33,8 +34,8 @@ class FormOArchive : public boost::archive::binary_oarchive_impl<FormOArchive, c
         version(libraryVersion),
         host(host) {
     save(std::string("serialization::archive"));
-    const unsigned char rest[] = {
-        static_cast<unsigned char>(version), 4, static_cast<unsigned char>(host ? 8 : 4), 4, 8, 1, 0, 0, 0};
+    const unsigned char longSize = host ? sizeof(long) : 4;
+    const unsigned char rest[] = {static_cast<unsigned char>(version), 4, longSize, 4, 8, 1, 0, 0, 0};
     save_binary(rest, sizeof(rest));
   }
   boost::serialization::library_version_type get_library_version() const {
@@ -55,7 +56,7 @@ class FormOArchive : public boost::archive::binary_oarchive_impl<FormOArchive, c
     Base::save(t);
   }
   void save(const std::string& text) {
-    Word(text.size(), host ? 8 : 4);
+    Word(text.size(), host ? sizeof(std::size_t) : 4);
     save_binary(text.data(), text.size());
   }
   void Word(uint64_t value, std::size_t width) { save_binary(&value, width); }
@@ -91,8 +92,8 @@ std::string File(Change change, unsigned libraryVersion, bool host) {
     archive << Sample(change);
   }
   std::string bytes = out.str();
-  const std::size_t header = host ? 39 : 35;
-  const std::size_t length = host ? 8 : 4;  // of a string
+  const std::size_t length = host ? sizeof(std::size_t) : 4;  // of a string
+  const std::size_t header = 31 + length;
   const std::size_t dup = bytes.find("<dup>") - length;
   switch (change) {
     case Change::Tracked:  // tracking flag 1, then the object's id 0

@@ -22,13 +22,38 @@ void ManualClock::Advance(uint64_t milliseconds) {
   }
 }
 
-void ManualClock::WaitUntil(std::condition_variable& changed, std::unique_lock<std::mutex>& lock,
-                            uint64_t deadlineMs) {
-  // The sleeper holds lock, which its OnClockMoved takes too, so a move
-  // between this test and the wait can't be missed.
-  if (monotonic < deadlineMs) {
-    changed.wait(lock);
+namespace {
+
+class ManualAlarm : public common::Clock::Alarm {
+ public:
+  explicit ManualAlarm(ManualClock& clock) : clock(clock) {}
+  void Set(uint64_t deadlineMs) override {
+    if (deadlineMs <= clock.MonotonicMs()) {
+      Wake();
+    }
   }
+  void Wake() override {
+    std::lock_guard<std::mutex> lock(mutex);
+    woken = true;
+    rung.notify_all();
+  }
+  void Wait() override {
+    std::unique_lock<std::mutex> lock(mutex);
+    rung.wait(lock, [this] { return woken; });
+    woken = false;
+  }
+
+ private:
+  ManualClock& clock;
+  std::mutex mutex;
+  std::condition_variable rung;
+  bool woken = false;
+};
+
+}  // namespace
+
+std::unique_ptr<common::Clock::Alarm> ManualClock::NewAlarm() {
+  return std::unique_ptr<Alarm>(new ManualAlarm(*this));
 }
 
 void ManualClock::AddSleeper(Sleeper* sleeper) {

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <vector>
 
@@ -30,9 +32,9 @@ class ManualClock : public common::Clock {
   // Steps the wall clock alone, as setting the system time does.
   void StepWall(int64_t milliseconds) { wallOffset += static_cast<uint64_t>(milliseconds); }
 
-  // Waits for a notification only: the time can't pass by itself.
-  void WaitUntil(std::condition_variable& changed, std::unique_lock<std::mutex>& lock,
-                 uint64_t deadlineMs) override;
+  // An alarm that rings when set to a time already reached, and when woken
+  // (the timer managers on this clock are woken by each move).
+  std::unique_ptr<Alarm> NewAlarm() override;
   // Time passes while one sleeps: the same as Advance.
   void SleepFor(uint64_t milliseconds) override { Advance(milliseconds); }
   void AddSleeper(Sleeper* sleeper) override;

@@ -130,6 +130,18 @@ TEST(TransportContextTest, LayerCopiesTheContextInAndOut) {
   ExpectSame(Sample(), dynamic_cast<velarn::TransportLayerContext&>(*out));
   EXPECT_STREQ("closed", layer.GetStateName());
 
+  // A queued packet keeps the capacity of the transmit buffer it came from,
+  // in the file and after loading it back.
+  common::Buffer transmit(2048, 200);
+  transmit.Append("\x04\x07", 2);
+  layer.Send(2, transmit);
+  out.reset(layer.GetContext());
+  const std::string stored = Archive(out.get());
+  EXPECT_NE(std::string::npos, stored.find(std::string("\xC8\0\0\0\0\x08\0\0\x02\0\0\0\x04\x07", 14)));
+  EXPECT_EQ(stored, Archive(Load(stored).get()));
+  sample = Sample();
+  layer.SetContext(&sample);
+
   struct Foreign : velarn::ATransportLayerContext {};
   Foreign foreign;
   for (velarn::ATransportLayerContext* wrong : {static_cast<velarn::ATransportLayerContext*>(&foreign),

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include "bkcom/Actions.h"
+#include "bkcom/BrenikCommunication.h"
 #include "bkcom/BrenikCommunicationMessage.h"
 #include "bkcom/VelarnMessage.h"
 #include "bkmp/bkmp.h"
@@ -12,7 +13,10 @@ namespace velarnctl {
 
 namespace {
 
-constexpr int kReceiveTimeout = 200000;  // microseconds: how soon Close() is seen
+// The receive's time-out in microseconds. Close() wakes the receive, so the
+// loop blocks until the daemon sends; without the library's wake it looks at
+// the flag every 200 ms.
+int ReceiveTimeout() { return CBrenikCommunicationServer::CanWake() ? 60000000 : 200000; }
 constexpr int kConnectTimeout = 1000000;
 constexpr auto kRetryPause = std::chrono::milliseconds(200);
 
@@ -28,7 +32,7 @@ bool NavSession::Connect(const std::string& path, std::chrono::milliseconds time
   int lastCode = 0;
   for (;;) {
     BKMPConnection connection = nullptr;
-    lastCode = BKMPConnectionCreate(&connection, kReceiveTimeout);
+    lastCode = BKMPConnectionCreate(&connection, ReceiveTimeout());
     if (lastCode == BKMP_OK) {
       lastCode = BKMPConnectionConnectTimeout(connection, path.c_str(), kConnectTimeout);
       if (lastCode == BKMP_OK) {
@@ -169,6 +173,7 @@ void NavSession::Close() {
     std::lock_guard<std::mutex> lock(mutex);
     stopping = true;
   }
+  client.Wake();
   if (receiver.joinable()) {
     receiver.join();
   }
