@@ -16,4 +16,11 @@ void ABKComEventHandler::SendEvent(CVelarnMessage& message) {
   }
 }
 
+void ABKComEventHandler::DropClient() {
+  IMessageSender* const current = sender;
+  if (current != nullptr) {
+    current->DropClient();
+  }
+}
+
 }  // namespace bkcom

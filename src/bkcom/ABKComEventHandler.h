@@ -20,6 +20,9 @@ class ABKComEventHandler : public EventHandlerInterface {
   // throws is dropped: a message to the navigation application may be lost,
   // the handler's work goes on.
   void SendEvent(CVelarnMessage& message);
+  // Asks the sender to let go of the attached application (see
+  // IMessageSender::DropClient); nothing without a sender.
+  void DropClient();
 
   // The handler's own lock, if it has one. The event loop takes it before its
   // own lock around OnClientConnected and OnClientDisconnected, so that every

@@ -85,6 +85,7 @@ void EventLoop::Run(ABKComEventHandler& handler, const std::string& address) {
       CBrenikCommunicationServer server;
       if (!server.Create(libraryTimeout)) {
         stop = true;  // for want of resources: the service ends
+        serverFailed = true;
       }
       WaitIn(&server, nullptr);
       while (!stop) {

@@ -81,6 +81,12 @@ class EventLoop : public IMessageSender {
   // else drops the message without a word. A failed send marks the
   // connection lost: later sends are dropped and the main thread detaches.
   void Send(CVelarnMessage& message) override;
+  // Marks the present connection lost, as a failed send does: the main thread
+  // detaches it within one library time-out and listens again.
+  void DropClient() override { connectionLost = true; }
+  // Whether Run ended because no server could be created: the navigation
+  // application could never be served.
+  bool ServerFailed() const { return serverFailed; }
 
  private:
   // Runs one attached connection until it is lost or the loop stops.
@@ -93,6 +99,7 @@ class EventLoop : public IMessageSender {
   const int libraryTimeout;
   std::atomic<bool> stop{false};
   std::atomic<bool> connectionLost{false};
+  bool serverFailed = false;
   CBrenikCommunicationClient* client = nullptr;
   boost::recursive_mutex mutex;
   std::mutex waitMutex;

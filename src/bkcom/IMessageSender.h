@@ -11,6 +11,9 @@ class IMessageSender {
   // Sends if an application is attached and drops the message otherwise; the
   // caller keeps the message.
   virtual void Send(CVelarnMessage& message) = 0;
+  // Lets go of the attached application, if any: its connection is closed
+  // and the way is free for the next one. Returns at once.
+  virtual void DropClient() {}
 };
 
 }  // namespace bkcom

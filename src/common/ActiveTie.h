@@ -65,6 +65,13 @@ class ActiveTie : private boost::noncopyable {
     WakeBatch::NotifyAll(queueChanged);
   }
 
+  // Events posted and not yet taken by the worker; for callers that bound
+  // what they post.
+  size_t Pending() {
+    boost::mutex::scoped_lock lock(queueMutex);
+    return queue.size();
+  }
+
  private:
   void Work() {
     for (;;) {

@@ -30,6 +30,10 @@ class ARawDataLayer : public IRawDataSender {
   // Locks the stack's mutex (only when a receiver is wired) and calls it. No
   // exception of the layers above comes back out of here.
   void NotifyRawData(const common::Buffer& data);
+  // The stack's mutex, for what must not overlap the sends of the layers
+  // above; they call in under it only when a receiver is wired.
+  boost::recursive_mutex& StackMutex() { return mutex; }
+  bool HasReceiver() const { return receiver != nullptr; }
 
  private:
   boost::recursive_mutex& mutex;  // owned by the driver

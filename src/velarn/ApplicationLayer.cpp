@@ -109,7 +109,10 @@ void ApplicationLayer::Stop() {
 }
 
 void ApplicationLayer::OnLogbookTimer(common::Timer& timer) {
-  Send(Packet::kLinkOnly, AppMsg_1_1());
+  // A poll repeats itself; with the queue full it would only add to it.
+  if (transport == nullptr || transport->HasRoom()) {
+    Send(Packet::kLinkOnly, AppMsg_1_1());
+  }
   timer.Start();
 }
 

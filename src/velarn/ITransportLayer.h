@@ -19,6 +19,9 @@ class ITransportLayer {
   // Queue one payload; flags tell how long it lives (see Packet.h). The bytes
   // are copied.
   virtual void Send(unsigned flags, const common::Buffer& data) = 0;
+  // Whether the queue to the unit is below its bounds. Send never refuses;
+  // the callers leave out what can wait or be refused while this is false.
+  virtual bool HasRoom() const { return true; }
 };
 
 }  // namespace velarn

@@ -36,6 +36,11 @@ class IVelarnDriver {
   virtual void SendParamResponse(const std::string& name, const common::Buffer& value) = 0;
   virtual void SendParamNotFound(const std::string& name) = 0;
   virtual void NotifyParamChanged(const std::string& name) = 0;
+
+  // Whether the queue to the unit is below its bounds (see
+  // TransportLayerImpl). While it isn't, the daemon refuses the driver's
+  // actions that would send anything, instead of queueing without end.
+  virtual bool HasQueueRoom() const { return true; }
 };
 
 }  // namespace velarn

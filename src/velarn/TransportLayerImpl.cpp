@@ -30,6 +30,7 @@ TransportLayerImpl::TransportLayerImpl(common::TimerMgr& timerMgr, Side side)
       passiveOpen(false),
       newSession(false),
       retryCount(0),
+      queuedBytes(0),
       retransmitTimer(boost::bind(&TransportLayerImpl::OnRetransmitTimer, this, _1), timerMgr, kRetransmitMs),
       connectTimer(boost::bind(&TransportLayerImpl::OnConnectTimer, this, _1), timerMgr, kConnectMs),
       keepAliveTimer(boost::bind(&TransportLayerImpl::OnKeepAliveTimer, this, _1), timerMgr, kKeepAliveMs),
@@ -86,6 +87,8 @@ void TransportLayerImpl::SetContext(ATransportLayerContext* context) {
   rxSequence = stored->rxSequence;
   retryCount = stored->retryCount;
   queue.assign(stored->packets.begin(), stored->packets.end());
+  // A stored queue beyond the bounds is kept whole; it drains first.
+  CountQueuedBytes();
 }
 
 ATransportLayerContext* TransportLayerImpl::GetContext() {
@@ -121,6 +124,7 @@ void TransportLayerImpl::DropPackets(unsigned mask) {
     retryCount = 0;
   }
   queue.remove_if([mask](const Packet& packet) { return (packet.flags & mask) != 0; });
+  CountQueuedBytes();
 }
 
 void TransportLayerImpl::SendHead() {
@@ -129,7 +133,7 @@ void TransportLayerImpl::SendHead() {
   }
   if (retryCount >= kMaxTransmissions) {
     // Given up without a report; the next packet gets the next number.
-    queue.pop_front();
+    PopHead();
     retryCount = 0;
     ++txSequence;
     if (queue.empty()) {
@@ -155,6 +159,28 @@ void TransportLayerImpl::NewSession(uint16_t id) {
 
 void TransportLayerImpl::Queue(unsigned flags, const common::Buffer& data) {
   queue.emplace_back(flags, data);
+  queuedBytes += data.GetSize();
+}
+
+void TransportLayerImpl::PopHead() {
+  queuedBytes -= queue.front().data.GetSize();
+  queue.pop_front();
+}
+
+void TransportLayerImpl::CountQueuedBytes() {
+  queuedBytes = 0;
+  for (const Packet& packet : queue) {
+    queuedBytes += packet.data.GetSize();
+  }
+}
+
+bool TransportLayerImpl::HasRoom() const { return queue.size() < kRoomPackets && queuedBytes < kRoomBytes; }
+
+bool TransportLayerImpl::TakesData() const {
+  if (peerDirection != frame::kFromUnit) {
+    return true;  // the unit's side: no bound, see the header
+  }
+  return HasRoom() && (!receiveGate || receiveGate());
 }
 
 void TransportLayerImpl::SendConnect(uint8_t type) {

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <list>
 
 #include "common/Buffer.h"
@@ -26,6 +28,16 @@ namespace velarn {
 // ends the link. Connect requests are repeated every 1000 ms. See
 // docs/unit-transport.md for the wire form and the transition table.
 //
+// The queue is bounded: HasRoom() is false from kRoomPackets packets or
+// kRoomBytes payload bytes on. Send itself never drops a payload for that;
+// instead, while there is no room, new data from the peer isn't acknowledged
+// (the peer keeps it and repeats it until there is room again), so the
+// replies that data would cause can't pile up, and the daemon refuses its
+// own requests that would queue more (docs/worst-case-sizes.md). Only the
+// device holds data back: the unit's transport (and the simulator that plays
+// it) has no bound and takes everything, for two sides that both held back
+// with full queues would wait for each other for ever.
+//
 // The layer has no lock: every entry runs under the stack's recursive mutex,
 // which is also the one of the timer manager given here. An event handler may
 // call back into Send.
@@ -48,6 +60,14 @@ class TransportLayerImpl : public ATransportLayer {
   void Disconnect() override;
   void Send(unsigned flags, const common::Buffer& data) override;
 
+  static constexpr size_t kRoomPackets = 500;
+  static constexpr size_t kRoomBytes = 128 * 1024;
+  bool HasRoom() const override;
+  // Asked before new data from the peer is acknowledged and delivered; false
+  // holds it back like a full queue. The driver uses it to bound its queue of
+  // events. Empty: always true.
+  void SetReceiveGate(std::function<bool()> gate) { receiveGate = std::move(gate); }
+
   // "closed", "connecting", "listening" or "connected"; for tests and tools.
   const char* GetStateName() const;
 
@@ -67,6 +87,10 @@ class TransportLayerImpl : public ATransportLayer {
   void SendHead();
   void NewSession(uint16_t id);
   void Queue(unsigned flags, const common::Buffer& data);
+  void PopHead();
+  void CountQueuedBytes();
+  // Room in the queue and the receive gate's consent.
+  bool TakesData() const;
 
   void SendConnect(uint8_t type);
   void SendAck(uint8_t sequence);
@@ -86,6 +110,8 @@ class TransportLayerImpl : public ATransportLayer {
   bool newSession;          // the last connection began a new session
   uint32_t retryCount;      // transmissions of the head so far
   std::list<Packet> queue;  // head first; the head is the one in flight
+  size_t queuedBytes;       // the payloads' sizes in queue
+  std::function<bool()> receiveGate;
   common::Timer retransmitTimer;
   common::Timer connectTimer;
   common::Timer keepAliveTimer;

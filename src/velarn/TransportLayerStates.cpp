@@ -169,6 +169,12 @@ void TransportLayerImpl::ConnectedState::OnConnectRequest(TransportLayerImpl& la
 void TransportLayerImpl::ConnectedState::OnData(TransportLayerImpl& layer, unsigned char sequence,
                                                 const common::Buffer& payload) {
   layer.linkTimer.Start();
+  if (sequence != layer.rxSequence && !layer.TakesData()) {
+    // No room for what this data would make us send: leave it
+    // unacknowledged, the peer repeats it until there is room. Taking it
+    // now would mean queueing its replies beyond the bounds or losing them.
+    return;
+  }
   layer.SendAck(sequence);
   layer.keepAliveTimer.Start();
   // Any other number counts as new; the same one is the peer repeating a
@@ -182,7 +188,7 @@ void TransportLayerImpl::ConnectedState::OnData(TransportLayerImpl& layer, unsig
 void TransportLayerImpl::ConnectedState::OnAck(TransportLayerImpl& layer, unsigned char sequence) {
   layer.linkTimer.Start();
   if (!layer.queue.empty() && sequence == layer.txSequence) {
-    layer.queue.pop_front();
+    layer.PopHead();
     layer.retryCount = 0;
     ++layer.txSequence;
     layer.SendHead();

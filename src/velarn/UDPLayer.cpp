@@ -53,6 +53,13 @@ void UDPLayer::Stop() {
   socket.WakeReceiver();
   thread->join();
   thread.reset();
+  // The layers above send under the stack's mutex from other threads (the
+  // driver's event thread may still send while the driver stops), so the
+  // socket goes away under it too; only the join must run without it.
+  boost::recursive_mutex::scoped_lock lock(StackMutex(), boost::defer_lock);
+  if (HasReceiver()) {
+    lock.lock();
+  }
   socket.Close();
   started = false;
 }

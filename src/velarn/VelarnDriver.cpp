@@ -16,6 +16,10 @@ namespace velarn {
 namespace {
 
 const unsigned kTimerTickMs = 200;
+// Events waiting for the event thread beyond which the transport takes no new
+// data from the unit: each event may cause replies to the unit, and holds a
+// copy of what the unit sent. Fixes at 10 Hz leave this far from full.
+const size_t kMaxPendingEvents = 64;
 
 }  // namespace
 
@@ -44,6 +48,7 @@ VelarnDriver::VelarnDriver(const std::string& file, ARawDataLayerFactory& rawLay
   transport->SetEventHandler(application.get());
   application->SetTransport(transport.get());
   transport->SetContextStorage(this);
+  transport->SetReceiveGate([this] { return eventTie.Pending() < kMaxPendingEvents; });
   application->SetEventHandler(&eventProxy);
 
   rawLayer = raw.release();
@@ -88,17 +93,24 @@ void VelarnDriver::Start() {
   started = true;
 }
 
-void VelarnDriver::Stop() {
+bool VelarnDriver::Stop() {
   if (!started) {
     throw InvalidOperationException("driver was stopped");
   }
-  started = false;
   // The threads end first, from the timer downward, so that what follows
-  // runs alone and the context is a still picture. Events already queued
-  // are still delivered before the event thread ends.
+  // runs alone and the context is a still picture.
   timerManager.Stop();
+  // From here on no datagram comes in, so nothing more is acknowledged.
   rawLayer->Stop();
+  // The events still queued may carry data the unit already got an
+  // acknowledgement for. They are delivered now, and the driver keeps taking
+  // the daemon's calls until they are: the replies they cause (an order's
+  // workflow code 101, say) land in the transport's queue and so in the
+  // context file below, and go out after the next start. Refusing the calls
+  // from the beginning of the stop, as a plain shutdown would, loses those
+  // replies without a trace.
   eventTie.Stop();
+  started = false;
   {
     // Against a caller that passed the started test just before it changed.
     boost::recursive_mutex::scoped_lock lock(mutex);
@@ -108,7 +120,7 @@ void VelarnDriver::Stop() {
   }
   connected = false;
   newSession = false;
-  SaveContext();
+  return WriteContext();
 }
 
 void VelarnDriver::LoadContext() {
@@ -122,7 +134,9 @@ void VelarnDriver::LoadContext() {
   }
 }
 
-void VelarnDriver::SaveContext() {
+void VelarnDriver::SaveContext() { WriteContext(); }
+
+bool VelarnDriver::WriteContext() {
   try {
     std::unique_ptr<ATransportLayerContext> context;
     {
@@ -130,9 +144,17 @@ void VelarnDriver::SaveContext() {
       context.reset(transportLayer->GetContext());
     }
     WriteContextFile(contextFile, context.get());
+    return true;
   } catch (...) {
     // The next start finds the older file, or none, and begins a new session.
+    return false;
   }
+}
+
+bool VelarnDriver::HasQueueRoom() const {
+  RequireStarted();
+  boost::recursive_mutex::scoped_lock lock(mutex);
+  return transportLayer->HasRoom();
 }
 
 void VelarnDriver::RequireStarted() const {

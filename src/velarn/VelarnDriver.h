@@ -44,8 +44,10 @@ class VelarnDriver : public AVelarnDriver,
   void Start();
   // Throws InvalidOperationException("driver was stopped") when not running.
   // Must not be called on the event thread (it joins it) nor with the
-  // stack's mutex held.
-  void Stop();
+  // stack's mutex held. Events queued before the stop are still delivered,
+  // and the listener may call the driver while they are. True when the
+  // context file was written.
+  bool Stop();
 
   // All of these throw InvalidOperationException("driver isn't started")
   // while stopped.
@@ -63,6 +65,7 @@ class VelarnDriver : public AVelarnDriver,
   void SendParamResponse(const std::string& name, const common::Buffer& value) override;
   void SendParamNotFound(const std::string& name) override;
   void NotifyParamChanged(const std::string& name) override;
+  bool HasQueueRoom() const override;
 
   // The end of the event queue, on the event thread.
   void OnConnected(bool newSession) override;
@@ -83,13 +86,15 @@ class VelarnDriver : public AVelarnDriver,
 
  private:
   void RequireStarted() const;
+  // SaveContext with its outcome: false when the file couldn't be written.
+  bool WriteContext();
   // Reads the context file into the transport; any failure means a fresh
   // start with a new session.
   void LoadContext();
 
   std::atomic<bool> started;
   std::string contextFile;
-  boost::recursive_mutex mutex;
+  mutable boost::recursive_mutex mutex;
   common::TimerMgr timerManager;
   EventTie eventTie;
   AsyncEventHandlerProxy eventProxy;

@@ -67,6 +67,9 @@ Application::Application(data::Database& database, velarn::IVelarnDriver& driver
                      kInitialKeepAliveMs),
       checkpointTimer(boost::bind(&Application::OnCheckpointTimer, this, boost::placeholders::_1),
                       timerManager, kCheckpointMs),
+      checkpoint(database),
+      handshakeTimer(boost::bind(&Application::OnHandshakeTimer, this, boost::placeholders::_1), timerManager,
+                     kHandshakeTimeoutMs),
       actionIds(1),
       database(database),
       driver(driver),
@@ -80,6 +83,7 @@ Application::~Application() {
   boost::recursive_mutex::scoped_lock lock(mutex);
   keepAliveTimer.Stop();
   checkpointTimer.Stop();
+  handshakeTimer.Stop();
 }
 
 // --- Hooks of the navigation event loop ---
@@ -89,8 +93,13 @@ CVelarnMessageRegistry* Application::GetMessageFactory() { return &CVelarnMessag
 void Application::OnStart() {
   {
     boost::recursive_mutex::scoped_lock lock(mutex);
-    lastWritten = data::EncodeDatabase(database);
-    checkpointTimer.Start();
+    // The daemon loaded the file or has just written it.
+    checkpoint.Written();
+    databaseWritten = true;
+    if (checkpointMs != 0) {
+      checkpointTimer.SetInterval(checkpointMs);
+      checkpointTimer.Start();
+    }
   }
   timerManager.Start();
 }
@@ -100,17 +109,34 @@ void Application::OnStop() {
   timerManager.Stop();
   boost::recursive_mutex::scoped_lock lock(mutex);
   checkpointTimer.Stop();
-  database.Save();
+  handshakeTimer.Stop();
+  WriteDatabase();
+}
+
+bool Application::FinishStop() {
+  boost::recursive_mutex::scoped_lock lock(mutex);
+  if (!databaseWritten || checkpoint.Compare() != CheckpointPolicy::None) {
+    WriteDatabase();
+  }
+  return databaseWritten;
+}
+
+void Application::WriteDatabase() {
+  databaseWritten = database.Save();
+  if (databaseWritten) {
+    checkpoint.Written();
+  }
 }
 
 void Application::OnCheckpointTimer(common::Timer& timer) {
   timer.Start();
-  std::string content = data::EncodeDatabase(database);
   // A failed write is tried again at the next checkpoint.
-  if (content != lastWritten && database.Save()) {
-    lastWritten.swap(content);
+  if (checkpoint.Due(checkpointMs)) {
+    WriteDatabase();
   }
 }
+
+void Application::OnHandshakeTimer(common::Timer& /*timer*/) { DropClient(); }
 
 void Application::HandleMessage(CVelarnMessage* message, CBrenikCommunicationClient* /*client*/,
                                 int* handled) {
@@ -129,6 +155,7 @@ void Application::OnClientConnected() {
   bkcom::CopyText(greeting.version, MESSAGE_SET_VERSION);
   greeting.navStateUpdate = kNavStateUpdateSeconds;
   SendEvent(greeting);
+  handshakeTimer.Start();
   DemoteLiveFix(database.velarn.gps);
   DemoteLiveFix(database.zu.gps);
 }
@@ -136,6 +163,7 @@ void Application::OnClientConnected() {
 void Application::OnClientDisconnected() {
   boost::recursive_mutex::scoped_lock lock(mutex);
   keepAliveTimer.Stop();
+  handshakeTimer.Stop();
   driver.Disconnect();
 }
 
@@ -145,6 +173,9 @@ void Application::Handle(const CAcknowledge& /*message*/) {
 
 void Application::Handle(const CBrenikInitVelarnAction& message) {
   boost::recursive_mutex::scoped_lock lock(mutex);
+  // Answered, though maybe in another version: that application stays
+  // attached with the unit link closed, and may answer again.
+  handshakeTimer.Stop();
   if (std::strncmp(message.version, MESSAGE_SET_VERSION, kVersionLength) != 0) {
     // The navigation link stays; only the unit link stays closed. An
     // application that now speaks another version gets no keep-alive either,
@@ -177,7 +208,11 @@ void Application::Handle(const CBrenikInitVelarnAction& message) {
   database.zu.NCVersion = message.ncVersion;
   database.zu.NCBuild = message.ncBuild;
   database.zu.SNR = message.snr;
-  driver.NotifyParamChanged("NCI");
+  // The unit also reads "NCI" by itself when it connects, so the notice is
+  // left out rather than added to a full queue.
+  if (driver.HasQueueRoom()) {
+    driver.NotifyParamChanged("NCI");
+  }
   driver.Listen();
 }
 
@@ -265,6 +300,14 @@ void Application::Acknowledge(unsigned error, const CAbstractAction& action) {
   acknowledge.actionId = action.actionId;
   acknowledge.error = error;
   SendEvent(acknowledge);
+}
+
+bool Application::RefusedForRoom(const CAbstractAction& action) {
+  if (driver.HasQueueRoom()) {
+    return false;
+  }
+  Acknowledge(2, action);
+  return true;
 }
 
 void Application::FillEventHeader(quorlan::AEventOutMsg& message) {

@@ -11,6 +11,7 @@
 #include "common/TimerMgr.h"
 #include "quorlan/IIncomingMessageHandler.h"
 #include "velarn/IVelarnEventHandler.h"
+#include "velarnd/CheckpointPolicy.h"
 
 class CAbstractAction;
 class CAbstractOrderAction;
@@ -77,8 +78,13 @@ class Application : public bkcom::ABKComEventHandler,
   static constexpr unsigned kNavStateUpdateSeconds = 60;
   // The pause of CSuspendAction between closing the unit link and the answer.
   static constexpr unsigned kSuspendPauseMs = 200;
-  // How often the database is written while the service runs, if it changed.
+  // How often the database is written while the service runs, if it changed
+  // (see CheckpointPolicy), unless SetCheckpointInterval says otherwise.
   static constexpr unsigned kCheckpointMs = 5000;
+  // A navigation application that hasn't answered the greeting this long
+  // after it connected is let go: while one is attached nobody else can
+  // connect.
+  static constexpr unsigned kHandshakeTimeoutMs = 10000;
 
   // Starts nothing; the references must outlive the object.
   Application(data::Database& database, velarn::IVelarnDriver& driver, nmea::IGPSFeeder& gpsFeeder);
@@ -91,6 +97,15 @@ class Application : public bkcom::ABKComEventHandler,
   void OnStart() override;
   // Stops the timer thread, then writes the database.
   void OnStop() override;
+  // After the driver's stop, which may still have delivered events of the
+  // unit: writes the database again if they changed it (or if the write of
+  // OnStop failed). True when the file holds the database as it is now.
+  bool FinishStop();
+  // Before OnStart: the checkpoint's period; 0 writes the database only at
+  // the start and the stop.
+  void SetCheckpointInterval(unsigned milliseconds) { checkpointMs = milliseconds; }
+  // Before OnStart; tests shorten it.
+  void SetHandshakeTimeout(unsigned milliseconds) { handshakeTimer.SetInterval(milliseconds); }
   void OnClientConnected() override;
   void OnClientDisconnected() override;
   CVelarnMessageRegistry* GetMessageFactory() override;
@@ -152,13 +167,21 @@ class Application : public bkcom::ABKComEventHandler,
   // Sends CKeepAliveEvent and restarts itself; on the timer thread, with the
   // mutex held by the timer manager.
   virtual void OnKeepAliveTimer(common::Timer& timer);
-  // Writes the database if it changed since it was last written, and
-  // restarts itself; on the timer thread, with the mutex held.
+  // Writes the database if CheckpointPolicy says so, and restarts itself;
+  // on the timer thread, with the mutex held.
   void OnCheckpointTimer(common::Timer& timer);
+  // Lets go of a navigation application that connected and never answered
+  // the greeting; on the timer thread, with the mutex held.
+  void OnHandshakeTimer(common::Timer& timer);
 
   // --- Helpers that every group of handlers uses ---
   // Sends CAcknowledge quoting the action's id: 1 carried out, 2 refused.
   void Acknowledge(unsigned error, const CAbstractAction& action);
+  // For actions that send to the unit: while the queue to the unit is full
+  // (IVelarnDriver::HasQueueRoom), refuses the action with Error 2 before it
+  // changes anything, and returns true. A refusal the driver sees beats a
+  // queue that grows without end or a message dropped in silence.
+  bool RefusedForRoom(const CAbstractAction& action);
   // The common header of every event to the server: time, link age, the
   // unit's and the navigation application's positions, odometer, trip value
   // and logbook mode.
@@ -213,6 +236,9 @@ class Application : public bkcom::ABKComEventHandler,
   void ApplyLogbookMode(unsigned mode);
   void FollowWorkingTime();
 
+  // Writes the database; on success it is what CheckpointPolicy compares with.
+  void WriteDatabase();
+
   // Configuration.
   void ApplyFirstConfiguration();
   void DeleteAllOrders();
@@ -226,11 +252,16 @@ class Application : public bkcom::ABKComEventHandler,
   common::Timer keepAliveTimer;
   // The database is written when the service stops. In a vehicle the power
   // may go without an orderly stop, so between stops the database is also
-  // written every kCheckpointMs when its content changed: a power cut loses
-  // at most the last few seconds. lastWritten is the content as last written
-  // (or as loaded), to tell whether anything changed.
+  // written at checkpoints (every checkpointMs) when its content changed in
+  // a way CheckpointPolicy finds worth the flash's wear.
   common::Timer checkpointTimer;
-  std::string lastWritten;
+  unsigned checkpointMs = kCheckpointMs;
+  CheckpointPolicy checkpoint;
+  // Whether the last write of the database worked.
+  bool databaseWritten = false;
+  // Runs from the navigation application's connection to its answer to the
+  // greeting.
+  common::Timer handshakeTimer;
   common::Generator actionIds;
   // The monotonic time of the last loss of the unit link in this process
   // (0: none yet); the link's age in reports is measured from it.

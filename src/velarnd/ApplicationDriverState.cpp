@@ -75,6 +75,9 @@ void Application::FollowWorkingTime() {
 void Application::Handle(const CChangeLogbookModeAction& message) {
   boost::recursive_mutex::scoped_lock lock(mutex);
   const unsigned mode = LogbookModeFromNavigation(message.newMode);
+  if (RefusedForRoom(message)) {
+    return;
+  }
   if (!database.config.logbookEnabled || mode == 0) {
     Acknowledge(2, message);
     return;
@@ -87,6 +90,9 @@ void Application::Handle(const CChangeWorkingTimeStateAction& message) {
   boost::recursive_mutex::scoped_lock lock(mutex);
   data::WorkingTimeReporting& clock = database.workingTime;
   const data::WorkingTimeReporting::State previous = clock.GetState();
+  if (RefusedForRoom(message)) {
+    return;
+  }
   if (!database.config.workingTimeEnabled || !clock.Apply(message.action)) {
     Acknowledge(2, message);
     return;
@@ -114,8 +120,12 @@ void Application::Handle(const CRequestWorkingTimeStateAction& message) {
 
 void Application::Handle(const CSetDriverIdAction& message) {
   boost::recursive_mutex::scoped_lock lock(mutex);
-  Acknowledge(1, message);
   const unsigned previous = database.zu.driverId;
+  // Only a change is reported to the server, so only a change needs room.
+  if (message.driverId != previous && RefusedForRoom(message)) {
+    return;
+  }
+  Acknowledge(1, message);
   if (message.driverId == previous) {
     return;
   }

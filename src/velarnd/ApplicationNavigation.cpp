@@ -49,8 +49,9 @@ void Application::Handle(const CNavigationStateEvent& message) {
   if (config.etaIntervalRoaming < kMinEtaIntervalRoaming) {
     config.etaIntervalRoaming = kMinEtaIntervalRoaming;
   }
-  // Without the link or a network a report in progress waits untouched.
-  if (!config.etaEnabled || !driver.IsConnected() || !database.velarn.registered) {
+  // Without the link, a network or room in the link's queue a report in
+  // progress waits untouched; the next navigation state carries it on.
+  if (!config.etaEnabled || !driver.IsConnected() || !database.velarn.registered || !driver.HasQueueRoom()) {
     return;
   }
 

@@ -202,6 +202,9 @@ void Application::RunOrderAction(const CAbstractOrderAction& action, unsigned co
                                  Step step) {
   boost::recursive_mutex::scoped_lock lock(mutex);
   data::Order* order = FindOrder(action.orderId);
+  if (RefusedForRoom(action)) {
+    return;
+  }
   if (order == nullptr || !step(*order)) {
     Acknowledge(2, action);
     return;

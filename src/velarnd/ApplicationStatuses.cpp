@@ -114,6 +114,9 @@ void Application::Handle(const CGetStatusListAction& message) {
 
 void Application::Handle(const CSendStatusAction& message) {
   boost::recursive_mutex::scoped_lock lock(mutex);
+  if (RefusedForRoom(message)) {
+    return;
+  }
   if (database.statuses.count(message.statusId) == 0) {
     Acknowledge(2, message);
     return;
@@ -132,6 +135,9 @@ void Application::Handle(const CSendStatusAction& message) {
 
 void Application::Handle(const CSendStatusOrderAction& message) {
   boost::recursive_mutex::scoped_lock lock(mutex);
+  if (RefusedForRoom(message)) {
+    return;
+  }
   if (database.orderStatuses.count(message.statusId) == 0 || FindOrder(message.orderId) == nullptr) {
     Acknowledge(2, message);
     return;

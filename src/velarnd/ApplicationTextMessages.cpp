@@ -68,6 +68,9 @@ void Application::Handle(const quorlan::NewTextMessageInMsg& message) {
 void Application::Handle(const CMarkReadTextMessageAction& message) {
   boost::recursive_mutex::scoped_lock lock(mutex);
   auto found = database.textMessages.find(message.msgId);
+  if (RefusedForRoom(message)) {
+    return;
+  }
   if (found == database.textMessages.end() || !found->second.MarkRead()) {
     Acknowledge(2, message);
     return;
@@ -98,7 +101,11 @@ void Application::Handle(const CDeleteTextMessageAction& message) {
 
 void Application::Handle(const CSendTextMessageAction& message) {
   boost::recursive_mutex::scoped_lock lock(mutex);
-  // Always carried out: with the unit link down the text waits in its queue.
+  // Carried out whenever the queue to the unit has room: with the unit link
+  // down the text waits there.
+  if (RefusedForRoom(message)) {
+    return;
+  }
   Acknowledge(1, message);
   quorlan::TextMessageEventOutMsg event;
   FillEventHeader(event);

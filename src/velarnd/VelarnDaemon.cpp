@@ -35,6 +35,23 @@ sockaddr_in VelarnDaemon::RequireAddress(const char* name, const char* absentTex
   return address;
 }
 
+unsigned VelarnDaemon::CheckpointSeconds() const {
+  std::string text;
+  if (!GetParameters().Get("checkpoint", text)) {
+    return kDefaultCheckpointSeconds;
+  }
+  unsigned long seconds = 0;
+  const bool digits =
+      !text.empty() && text.size() <= 6 && text.find_first_not_of("0123456789") == std::string::npos;
+  if (digits) {
+    seconds = std::stoul(text);
+  }
+  if (!digits || seconds > kMaxCheckpointSeconds) {
+    throw std::runtime_error("invalid number of seconds (checkpoint)");
+  }
+  return static_cast<unsigned>(seconds);
+}
+
 int VelarnDaemon::Main() {
   const std::string serverAddress = Require("svraddr", "you must specify the server address (svraddr)");
   const std::string databaseFile = Require("dbfile", "you must specify the database file (dbfile)");
@@ -50,6 +67,7 @@ int VelarnDaemon::Main() {
   const sockaddr_in unitPeerAddress = RequireAddress(
       "velarnaddr", "you must specify the velarn's address (velarnaddr)", "invalid address (velarnaddr)");
   const std::string contextFile = Require("ctxfile", "you must specify the velarn's context file (ctxfile)");
+  const unsigned checkpointSeconds = CheckpointSeconds();
 
   velarn::UDPLayerFactory rawLayerFactory(unitLocalAddress, unitPeerAddress);
   velarn::NullFrameLayerFactory frameLayerFactory;
@@ -62,15 +80,26 @@ int VelarnDaemon::Main() {
   }
 
   Application application(database, driver, *gpsFeeder);
+  application.SetCheckpointInterval(checkpointSeconds * 1000);
   driver.SetEventHandler(&application);
   // Starts the driver's threads only: the unit link stays closed until a
   // navigation application has completed its handshake.
   driver.Start();
   // Returns after OnSignal; its end writes the database.
   eventLoop.Run(application, serverAddress);
-  // Writes the context file.
-  driver.Stop();
-  return 0;
+  int status = eventLoop.ServerFailed() ? kExitNoNavigationServer : 0;
+  // Until its socket closes the driver acknowledges what the unit sends, and
+  // its stop still delivers those events to the application; the replies
+  // they cause go into the context file it writes.
+  if (!driver.Stop()) {
+    status += kExitContextNotWritten;
+  }
+  // So the database is written once more if those events changed it: every
+  // data packet the unit got an acknowledgement for is in the file.
+  if (!application.FinishStop()) {
+    status += kExitDatabaseNotWritten;
+  }
+  return status;
 }
 
 void VelarnDaemon::OnSignal(int signalNumber) {

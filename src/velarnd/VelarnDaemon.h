@@ -18,6 +18,9 @@ namespace velarnd {
 //   velarnaddr required  "you must specify the velarn's address (velarnaddr)",
 //                        "invalid address (velarnaddr)"
 //   ctxfile    required  "you must specify the velarn's context file (ctxfile)"
+//   checkpoint optional  "invalid number of seconds (checkpoint)": 0 to 86400,
+//                        default 5; how often the database is written while
+//                        it changes, 0 only at the start and the stop
 //   gpspipe    optional
 // Unknown parameters are ignored.
 //
@@ -27,9 +30,23 @@ namespace velarnd {
 // that drops everything), the application over these three, and lends the
 // main thread to the navigation event loop until OnSignal stops it (SIGINT,
 // SIGTERM, and SIGHUP in console mode). The loop's end writes the database,
-// the driver's stop writes the context file; Main() returns 0.
+// the driver's stop writes the context file (and the database again if the
+// unit's last events changed it). Main() returns 0, or the sum of the
+// kExit... values that apply, so that a supervisor sees a stop that lost
+// something.
 class VelarnDaemon : public common::ADaemon {
  public:
+  // No server for the navigation application could be created: the service
+  // never served it and ended at once.
+  static constexpr int kExitNoNavigationServer = 1;
+  // The database couldn't be written at the stop.
+  static constexpr int kExitDatabaseNotWritten = 2;
+  // The transport context couldn't be written at the stop.
+  static constexpr int kExitContextNotWritten = 4;
+  // The largest value of -checkpoint: a day.
+  static constexpr unsigned kMaxCheckpointSeconds = 86400;
+  static constexpr unsigned kDefaultCheckpointSeconds = 5;
+
   VelarnDaemon(int argc, char** argv);
 
  protected:
@@ -39,6 +56,7 @@ class VelarnDaemon : public common::ADaemon {
  private:
   std::string Require(const char* name, const char* absentText) const;
   sockaddr_in RequireAddress(const char* name, const char* absentText, const char* invalidText) const;
+  unsigned CheckpointSeconds() const;
 
   // Built with the daemon, so that a signal can stop it from the first
   // moment on.

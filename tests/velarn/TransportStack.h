@@ -40,6 +40,7 @@ class TransportStack {
   void Disconnect() { Locked()->Disconnect(); }
   void Send(unsigned flags, const Bytes& payload) { Locked()->Send(flags, ToBuffer(payload)); }
   std::string StateName() { return Locked()->GetStateName(); }
+  bool HasRoom() { return Locked()->HasRoom(); }
   std::unique_ptr<velarn::TransportLayerContext> Context();
   void SetContext(velarn::TransportLayerContext context) { Locked()->SetContext(&context); }
 

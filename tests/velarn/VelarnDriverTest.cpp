@@ -350,3 +350,41 @@ TEST(VelarnDriverTest, ConcurrentCallersWhileTheUnitTalks) {
 }
 
 }  // namespace
+
+// Data the unit got an acknowledgement for that still waits in the event
+// queue when the driver stops reaches the daemon, and the replies it causes
+// go into the context file instead of being refused by a stopping driver.
+TEST(VelarnDriverTest, StopDeliversAcknowledgedDataAndKeepsTheReplies) {
+  struct SlowAnswering : linktest::DriverEventLog {
+    using DriverEventLog::DriverEventLog;
+    void OnReceivedMessage(Driver& driver, const common::Buffer& message, bool valid) override {
+      std::this_thread::sleep_for(100ms);
+      driver.SendMessage(message, "", velarn::Packet::kKeepForSession);
+      DriverEventLog::OnReceivedMessage(driver, message, valid);
+    }
+  };
+  Rig rig;
+  SlowAnswering daemon(rig.log);
+  rig.driver.SetEventHandler(&daemon);
+  rig.Start();
+  rig.Connect(0);
+  for (uint8_t i = 1; i <= 3; ++i) {
+    common::Buffer message(1, 200);
+    message.Append(i);
+    common::Buffer pdu(16, 200);
+    velarn::WriteServerMessage(message, true, pdu);
+    rig.unit.SendData(i, linktest::ToBytes(pdu));
+    Frame ack;
+    ASSERT_TRUE(
+        rig.unit.WaitFor([i](const Frame& f) { return f.IsAck() && f.Sequence() == i; }, ack, 2000ms));
+  }
+  rig.driver.Stop();
+  EXPECT_EQ(3u, rig.log.Count("message "));
+  const std::unique_ptr<velarn::TransportLayerContext> context = rig.StoredContext();
+  ASSERT_NE(nullptr, context);
+  size_t replies = 0;
+  for (const velarn::Packet& packet : context->packets) {
+    replies += packet.flags == velarn::Packet::kKeepForSession ? 1 : 0;
+  }
+  EXPECT_EQ(3u, replies);
+}

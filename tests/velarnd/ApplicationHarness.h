@@ -47,6 +47,7 @@ class FakeDriver : public velarn::IVelarnDriver {
   void Disconnect() override { log.Add("driver", "Disconnect"); }
   bool IsConnected() const override { return connected; }
   bool IsNewSession() const override { return false; }
+  bool HasQueueRoom() const override { return !queueFull; }
   void SendMessage(const common::Buffer& message, const std::string& recipient, unsigned flags) override;
   void RequestLogbookInfo() override { log.Add("driver", "RequestLogbookInfo"); }
   void SetLogbookMode(unsigned char mode) override;
@@ -58,6 +59,7 @@ class FakeDriver : public velarn::IVelarnDriver {
   }
 
   bool connected = false;
+  bool queueFull = false;
   std::vector<common::Buffer> messages;  // every SendMessage payload, as given
 
  private:
