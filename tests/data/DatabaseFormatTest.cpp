@@ -167,17 +167,6 @@ TEST(DatabaseFormatTest, OneStatusPreambleWhicheverListHoldsTheFirst) {
   EXPECT_TRUE(SameBytes(File(both), data::EncodeDatabase(database)));
 }
 
-TEST(DatabaseFormatTest, FullDatabaseRoundTrip) {
-  testsupport::TempDir folder;
-  Database full = testdata::FullDatabase(folder.File("db"));
-  ASSERT_TRUE(full.Save());
-  Database loaded(folder.File("db"));
-  ASSERT_TRUE(loaded.Load());
-  testdata::ExpectSameDatabase(full, loaded);
-  EXPECT_EQ(201u, loaded.sortKeys.Current());
-  EXPECT_TRUE(SameBytes(testsupport::ReadFile(folder.File("db")), data::EncodeDatabase(loaded)));
-}
-
 TEST(DatabaseFormatTest, OlderClassVersionsLoadWithLaterFieldsAtDefaults) {
   Layout old;
   old.configVersion = 1;
@@ -223,7 +212,7 @@ void ExpectRefused(const std::string& content, const std::string& why) {
   testsupport::WriteFile(folder.File("db"), content);
   Database database = testdata::FullDatabase(folder.File("db"));
   EXPECT_FALSE(database.Load()) << why;
-  testdata::ExpectSameDatabase(Database("new"), database);
+  EXPECT_TRUE(data::EncodeDatabase(Database("new")) == data::EncodeDatabase(database)) << why;
   EXPECT_EQ(folder.File("db"), database.path);
 }
 
@@ -276,13 +265,6 @@ TEST(DatabaseFormatTest, FileCutAtEveryOffsetIsRefused) {
   }
   EXPECT_TRUE(database.orders.empty());
   EXPECT_EQ(1u, database.sortKeys.Current());
-}
-
-TEST(DatabaseFormatTest, LoadOfAFileCutInTheTextMessagesShowsNoOrders) {
-  const std::string bytes = data::EncodeDatabase(testdata::FullDatabase());
-  const std::size_t inMessages = bytes.find(std::string(500, 'B'));
-  ASSERT_NE(std::string::npos, inMessages);
-  ExpectRefused(bytes.substr(0, inMessages + 10), "cut in the text messages");
 }
 
 TEST(DatabaseFormatTest, SeedCorpusIsTheCurrentEncoding) {
