@@ -152,10 +152,14 @@ TEST_F(EventLoopTest, DropsUnknownAndIncompleteMessagesAndKeepsTheConnection) {
   FillMessage(noSat, *bkcom::FindMessageInfo(CGPSEvent::kId), 0, "Sat");
   ASSERT_TRUE(peer.Send(noSat));
 
-  CBrenikCommunicationMessage noId;
+  CBrenikCommunicationMessage noId, wideId;  // "MessageID" missing, or not an int8
   noId.Create();
   noId.SetUint32("ActionId", 5);
   ASSERT_TRUE(peer.Send(noId));
+  wideId.Create();
+  wideId.SetUint32("MessageID", CGetConnectionStateAction::kId);
+  wideId.SetUint32("ActionId", 5);
+  ASSERT_TRUE(peer.Send(wideId));
 
   CGetConnectionStateAction valid;
   valid.actionId = 6;
@@ -163,7 +167,9 @@ TEST_F(EventLoopTest, DropsUnknownAndIncompleteMessagesAndKeepsTheConnection) {
 
   ASSERT_TRUE(handler.WaitForMessages(1));
   ASSERT_EQ(1u, handler.Messages().size());
-  EXPECT_EQ(CGetConnectionStateAction::kId, handler.Messages()[0]->GetMessageId());
+  const auto* got = dynamic_cast<CGetConnectionStateAction*>(handler.Messages()[0].get());
+  ASSERT_NE(nullptr, got);
+  EXPECT_EQ(6u, got->actionId);  // the one with the wide "MessageID" came first and was dropped
   EXPECT_EQ(0u, handler.Count("OnClientDisconnected"));
   // And the way back still works.
   CKeepAliveEvent keepAlive;
