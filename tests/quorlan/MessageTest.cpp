@@ -239,11 +239,8 @@ TEST(MessageTest, PathsWalkContainersWithEightBitKeys) {
   EXPECT_FALSE(message.HasNode("6/1/1"));
   EXPECT_THROW(message.HasNode("6/x"), std::invalid_argument);
 
-  // SetNode replaces in a struct and appends to a list whatever the key.
-  StructMessageNode group;
-  group.SetNode(4, Int(1));
-  group.SetNode(4, Int(2));
-  EXPECT_EQ("11 04 C2 02", Serialized(group));
+  // SetNode appends to a list whatever the key (a struct replaces: see the
+  // duplicate keys in BrokenBytesFailWithTheirTexts).
   ListMessageNode list;
   list.SetNode(7, Int(1));
   list.SetNode(7, Int(2));
