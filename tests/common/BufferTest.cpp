@@ -23,8 +23,9 @@ TEST(BufferTest, GrowthFollowsWantedScaledAndMinimum) {
   struct Case {
     size_t capacity, percent, first, then, expected;  // appends of first then then bytes
   };
-  for (const Case& c : {Case{0, 200, 1, 0, 32}, Case{0, 200, 32, 1, 64}, Case{0, 200, 0, 100, 100},
-                        Case{40, 200, 40, 1, 80}, Case{40, 100, 40, 1, 41}, Case{0, 200, 0, 0, 0}}) {
+  for (const Case& c :
+       {Case{0, 200, 1, 0, 32}, Case{0, 200, 32, 1, 64}, Case{0, 200, 0, 100, 100}, Case{40, 200, 40, 1, 80},
+        Case{40, 100, 40, 1, 41}, Case{1, 200, 1, 1, 32}, Case{0, 200, 0, 0, 0}}) {
     SCOPED_TRACE(testing::Message() << c.capacity << "/" << c.percent << " +" << c.first << " +" << c.then);
     Buffer buffer(c.capacity, c.percent);
     for (size_t i = 0; i < c.first; ++i) {
