@@ -33,9 +33,10 @@ std::string Encoded(const AOutgoingMessage& message) {
   return Hex(buffer);
 }
 
-// The failure of message with field put into state (Absent by default).
+// The failure of message with field put into state. Null by default: a
+// required field that isn't nullable fails both Absent and Null.
 template <class M, class B, class F>
-std::string Without(M message, MessageField<F> B::*field, quorlan::FieldState state = quorlan::Absent) {
+std::string Without(M message, MessageField<F> B::*field, quorlan::FieldState state = quorlan::Null) {
   (message.*field).state = state;
   return Encoded(message);
 }
@@ -89,6 +90,8 @@ TEST(OutgoingMessagesTest, EventsByteForByteAndTheirRequiredKeys) {
   StatusEventOutMsg noSpeed = status, noFixTime = status, twoMissing = status, longText = status;
   noSpeed.navigationPosition.value.speed.state = quorlan::Absent;
   noFixTime.unitPosition.value.time.state = quorlan::Absent;
+  StatusEventOutMsg noCourse = status;
+  noCourse.unitPosition.value.course.state = quorlan::Null;
   twoMissing.statusId.state = quorlan::Absent;  // the header fails before the concrete keys
   twoMissing.linkAge.state = quorlan::Absent;
   longText.text.SetValue(std::string(16384, 't'));
@@ -143,6 +146,7 @@ TEST(OutgoingMessagesTest, EventsByteForByteAndTheirRequiredKeys) {
       {noText, Missing(0x82)},
       {Encoded(noSpeed), Missing(7)},  // a group that is there needs all its keys
       {Encoded(noFixTime), Missing(4)},
+      {Encoded(noCourse), Missing(6)},
       {Encoded(twoMissing), Missing(2)},
       {Encoded(longText), "failure: to long string"},
       {Without(textFlow, &AEventOutMsg::time), Missing(1)},
