@@ -27,6 +27,8 @@
 
 namespace velarndtest {
 
+using Lines = std::vector<std::string>;
+
 class EventLog {
  public:
   void Add(const std::string& party, const std::string& line) { lines.push_back(party + " " + line); }
