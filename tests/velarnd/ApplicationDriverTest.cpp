@@ -260,24 +260,9 @@ TEST(ApplicationDriverTest, SuspendClosesTheLinkAndAnswersAfterAPauseWithoutTheL
   EXPECT_EQ(Lines({"driver Disconnect", Ack(4, 1)}), rig.log.Take());
 }
 
-TEST(ApplicationDriverTest, QueriesAnswerWithTheInboxTheFeaturesAndTheLink) {
+TEST(ApplicationDriverTest, QueriesAnswerWithTheFeaturesAndTheLink) {
   ApplicationRig rig;
-  NewOrder(rig, 11);
-  NewText(rig, 21);
-  NewOrder(rig, 5);
-  // A read order belongs to everything, though not to the unread entries.
-  OrderAction<CMarkReadOrderAction>(rig, 2, 11);
-  rig.log.Take();
-
-  CGetAllItemsAction all;
-  all.actionId = 3;
-  Deliver(rig.application, all);
-  EXPECT_EQ(
-      Lines({Ack(3, 1), "nav CInboxInfoEvent Orders=2 TextMessages=1", OrderLine("COrderInfoEvent", 5, 4, 0),
-             "nav CTextMessageInfoEvent Msg_.Id=21 Msg_.SKey=3 Msg_.Read=false Msg_.Text=\"hi\"",
-             OrderLine("COrderInfoEvent", 11, 2, 3)}),
-      Untimed(rig.log.Take()));
-
+  // The whole inbox on request is the order-life scenario's.
   Configure(rig, R"({"1": true, "4": true})");
   rig.application.OnVelarnParamResponse(rig.driver, "GPF", Bytes("\x01"));
   rig.log.Take();

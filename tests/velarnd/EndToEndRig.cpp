@@ -13,7 +13,6 @@
 #include <fstream>
 #include <iostream>
 #include <sstream>
-#include <stdexcept>
 #include <thread>
 
 namespace e2e {
@@ -26,20 +25,6 @@ namespace {
 // time-out and the driver joins its threads. Loaded machines and sanitizer
 // builds take longer than a device would; this is a bound, not a goal.
 constexpr std::chrono::milliseconds kStopBound = 5s;
-
-std::string Joined(const std::vector<std::string>& lines) {
-  std::string text;
-  for (const std::string& line : lines) {
-    text += "  " + line + "\n";
-  }
-  return text;
-}
-
-}  // namespace
-
-// --- Party ---
-
-namespace {
 
 testsupport::ChildProcess::Options InputOptions(bool withInput) {
   testsupport::ChildProcess::Options options;
@@ -278,23 +263,17 @@ std::vector<std::string> Transcript(const std::vector<std::string>& lines, const
   return kept;
 }
 
-std::vector<std::string> ReadScenarioFile(const std::string& name) {
-  const std::string path = std::string(VELARND_SCENARIOS) + "/" + name;
-  std::ifstream in(path);
-  if (!in) {
-    throw std::runtime_error("can't read " + path);
-  }
-  std::vector<std::string> lines;
-  std::string line;
-  while (std::getline(in, line)) {
-    lines.push_back(line);
-  }
-  return lines;
-}
-
 testing::AssertionResult MatchesScenarioFile(const std::string& name,
                                              const std::vector<std::string>& actual) {
-  const std::vector<std::string> expected = ReadScenarioFile(name);
+  const std::string path = std::string(VELARND_SCENARIOS) + "/" + name;
+  std::ifstream in(path);
+  std::vector<std::string> expected;
+  for (std::string line; std::getline(in, line);) {
+    expected.push_back(line);
+  }
+  if (!in.eof()) {
+    return testing::AssertionFailure() << "can't read " << path;
+  }
   if (expected == actual) {
     return testing::AssertionSuccess();
   }
@@ -307,7 +286,7 @@ testing::AssertionResult MatchesScenarioFile(const std::string& name,
                                      << (first < expected.size() ? expected[first] : "(end)")
                                      << "\n  actual:   " << (first < actual.size() ? actual[first] : "(end)")
                                      << "\nwhole transcript:\n"
-                                     << Joined(actual);
+                                     << testing::PrintToString(actual);
 }
 
 std::string SessionText(uint16_t session) {

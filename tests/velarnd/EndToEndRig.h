@@ -41,7 +41,6 @@ class Party {
   Party& operator=(const Party&) = delete;
 
   const std::string& Name() const { return name; }
-  pid_t Pid() const { return child.Pid(); }
 
   // Writes text to the standard input; CloseInput ends it.
   void Input(const std::string& text) { child.WriteInput(text); }
@@ -63,7 +62,6 @@ class Party {
   bool Finish(std::chrono::milliseconds timeout, int& status);
   // Whether the process has ended (it is then reaped and its status kept).
   bool Ended();
-  int Status() const { return status; }
 
   // The complete lines printed so far.
   std::vector<std::string> Lines();
@@ -93,8 +91,6 @@ class Service {
   std::string DatabaseFile() const { return dir.File("velarnd.db"); }
   std::string ContextFile() const { return dir.File("velarnd.ctx"); }
   std::string GpsPipe() const { return dir.File("gps.pipe"); }
-  uint16_t DaemonPort() const { return daemonPort; }
-  uint16_t UnitPort() const { return unitPort; }
 
   // Starts velarnd in console mode (with a GPS pipe if asked).
   Party& StartDaemon(bool withGpsPipe = false);
@@ -145,9 +141,6 @@ struct Mask {
 // The lines that keep matches (anywhere), with the masks applied in order.
 std::vector<std::string> Transcript(const std::vector<std::string>& lines, const std::regex& keep,
                                     const std::vector<Mask>& masks = {});
-
-// Lines of a file in the scenarios folder.
-std::vector<std::string> ReadScenarioFile(const std::string& name);
 
 // Compares a transcript with the file; on a difference the message shows
 // both and the first line where they part.

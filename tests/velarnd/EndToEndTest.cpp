@@ -1,7 +1,6 @@
 // The scenarios of the whole service: the real velarnd between both
 // simulators of velarnctl (see EndToEndRig.h), each compared with its
 // transcripts in scenarios/.
-#include <dirent.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
@@ -13,6 +12,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <random>
@@ -21,18 +21,39 @@
 #include <thread>
 #include <vector>
 
-#include "common/Buffer.h"
 #include "data/Database.h"
-#include "quorlan/Message.h"
 #include "velarn/ContextFile.h"
 #include "velarn/TransportLayerContext.h"
-#include "velarn/pdu/PDU.h"
-#include "velarnctl/UnitMessageText.h"
 #include "velarnd/EndToEndRig.h"
 
 namespace {
 
 using namespace std::chrono_literals;
+
+// The session of the unit's first link as velarnctl unit prints it ("0x3f1a").
+std::string NewSession(e2e::Party& unit) {
+  const std::string line = unit.Find("^link connected session=0x[0-9a-f]+ new$");
+  return line.empty() ? "none" : line.substr(line.find("0x"), 6);
+}
+
+// The unit's last "link connected" line.
+std::string LastConnected(e2e::Party& unit) {
+  std::string last;
+  for (const std::string& line : unit.Lines()) {
+    last = line.rfind("link connected ", 0) == 0 ? line : last;
+  }
+  return last;
+}
+
+// What the daemon's context file holds; null when it holds no transport state.
+std::unique_ptr<velarn::TransportLayerContext> StoredContext(const e2e::Service& service) {
+  std::unique_ptr<velarn::ATransportLayerContext> stored(velarn::ReadContextFile(service.ContextFile()));
+  auto* context = dynamic_cast<velarn::TransportLayerContext*>(stored.get());
+  if (context != nullptr) {
+    stored.release();
+  }
+  return std::unique_ptr<velarn::TransportLayerContext>(context);
+}
 
 // The whole service with both simulators: orders from the office through the
 // unit to the driver and back, text messages both ways and statuses. The
@@ -132,8 +153,7 @@ TEST_F(EndToEndOrderLifeTest, OrdersTextMessagesAndStatusesReachEveryPartyInOrde
   ASSERT_TRUE(unit.Expect("^unit done$", 10s));
   // Only now: the link to the unit closes when the application goes away,
   // and the last events might not have reached the unit before.
-  const std::string connected = unit.Find("^link connected session=0x[0-9a-f]+ new$");
-  ASSERT_NE("", connected);
+  const std::string session = NewSession(unit);
   ASSERT_TRUE(e2e::EndNav(nav));
   ASSERT_TRUE(service.StopUnit());
   ASSERT_TRUE(service.StopDaemon());
@@ -145,10 +165,9 @@ TEST_F(EndToEndOrderLifeTest, OrdersTextMessagesAndStatusesReachEveryPartyInOrde
 
   // After SIGTERM the context holds the unit's session with nothing waiting
   // (what the database holds after a busy stop is the term scenario's).
-  std::unique_ptr<velarn::ATransportLayerContext> stored(velarn::ReadContextFile(service.ContextFile()));
-  const auto* context = dynamic_cast<const velarn::TransportLayerContext*>(stored.get());
+  const auto context = StoredContext(service);
   ASSERT_NE(nullptr, context);
-  EXPECT_EQ(connected.substr(connected.find("0x"), 6), e2e::SessionText(context->sessionId));
+  EXPECT_EQ(session, e2e::SessionText(context->sessionId));
   EXPECT_TRUE(context->packets.empty());
 }
 
@@ -271,9 +290,7 @@ TEST_F(EndToEndNavigationAwayTest, LinkClosesWhileAwayAndUnreadEntriesComeAgain)
   nav1.Input(kAwayNavFirst);
   ASSERT_TRUE(nav1.Expect("^# leaving$", 30s));
   ASSERT_TRUE(unit.Expect("orderId=2001 .*workflowCode=102", 10s));
-  const std::string connected = unit.Find("^link connected session=0x[0-9a-f]+ new$");
-  ASSERT_NE("", connected);
-  const std::string session = connected.substr(connected.find("0x"), 6);
+  const std::string session = NewSession(unit);
 
   ASSERT_TRUE(e2e::EndNav(nav1));
 
@@ -298,13 +315,7 @@ TEST_F(EndToEndNavigationAwayTest, LinkClosesWhileAwayAndUnreadEntriesComeAgain)
   ASSERT_TRUE(service.StopDaemon());
 
   // The same session went on once the application was back.
-  std::string lastConnected;
-  for (const std::string& line : unit.Lines()) {
-    if (line.compare(0, 15, "link connected ") == 0) {
-      lastConnected = line;
-    }
-  }
-  EXPECT_EQ("link connected session=" + session + " resumed", lastConnected);
+  EXPECT_EQ("link connected session=" + session + " resumed", LastConnected(unit));
 
   EXPECT_TRUE(e2e::MatchesScenarioFile("navigation-away-nav-first.txt",
                                        e2e::Transcript(nav1.Lines(), e2e::NavStory(), e2e::NavMasks())));
@@ -378,25 +389,6 @@ wait ^COrderModifiedEvent Order_\.Id=3001 .*State=8
 echo nav done
 )";
 
-// The server message inside a queued PDU 4:7, as velarnctl unit prints it.
-std::string QueuedMessageLine(const velarn::Packet& packet) {
-  velarn::PDU pdu(0);
-  pdu.Parse(packet.data);
-  if (pdu.id != 0x0407) {
-    return "pdu " + std::to_string(pdu.id);
-  }
-  for (const velarn::PDU::Parameter& option : pdu.parameters) {
-    if (option.id == 1) {
-      common::Buffer bytes(option.size, 200);
-      bytes.Append(option.data, option.size);
-      quorlan::Message message;
-      message.Parse(bytes);
-      return "<- msg " + velarnctl::MessageLine(message);
-    }
-  }
-  return "pdu 4:7 without a message";
-}
-
 // The unit's transcript: the server messages both ways, and the data frames
 // that carried the messages from the context file, their numbers counted
 // from the first one's (K). A repeat of a frame, which the timing of the acks
@@ -435,9 +427,7 @@ TEST_F(EndToEndRestartTest, QueuedMessagesSurviveARestartAndKeepTheirSequenceNum
   e2e::Party& nav1 = service.StartNav({"--stay"});
   nav1.Input(kRestartNavStart);
   ASSERT_TRUE(unit.Expect("^link down: silent", 30s));
-  const std::string connected = unit.Find("^link connected session=0x[0-9a-f]+ new$");
-  ASSERT_NE("", connected);
-  const std::string session = connected.substr(connected.find("0x"), 6);
+  const std::string session = NewSession(unit);
 
   // Most likely the daemon still thinks the link is up for the first of
   // these, and sends it into the silence; the others wait behind it.
@@ -459,26 +449,16 @@ TEST_F(EndToEndRestartTest, QueuedMessagesSurviveARestartAndKeepTheirSequenceNum
   EXPECT_EQ(1, e2e::ExitCode(status));
 
   // The context holds the session and the five messages for the office,
-  // head first; the database the active order in its sub-state.
-  std::unique_ptr<velarn::ATransportLayerContext> stored(velarn::ReadContextFile(service.ContextFile()));
-  const auto* context = dynamic_cast<const velarn::TransportLayerContext*>(stored.get());
+  // head first (the transcript shows them arrive after the restart; the
+  // driver's side shows the active order come back in its sub-state).
+  const auto context = StoredContext(service);
   ASSERT_NE(nullptr, context);
   EXPECT_EQ(session, e2e::SessionText(context->sessionId));
-  std::vector<std::string> queued;
+  ASSERT_EQ(5u, context->packets.size());
   for (const velarn::Packet& packet : context->packets) {
     EXPECT_EQ(velarn::Packet::kKeepForSession, packet.flags);
-    queued.push_back(QueuedMessageLine(packet));
   }
-  ASSERT_EQ(5u, queued.size());
   const unsigned first = context->txSequence;
-  {
-    data::Database database(service.DatabaseFile());
-    ASSERT_TRUE(database.Load());
-    const auto order = database.orders.find(3001);
-    ASSERT_NE(database.orders.end(), order);
-    EXPECT_EQ(data::Order::StateActive, order->second.state);
-    EXPECT_EQ(4u, order->second.activeState);
-  }
 
   // A frame that the silence swallowed carried the head of the queue, under
   // the number that the context kept.
@@ -502,23 +482,9 @@ TEST_F(EndToEndRestartTest, QueuedMessagesSurviveARestartAndKeepTheirSequenceNum
   ASSERT_TRUE(service.StopDaemon());
 
   // The session went on, and the unit received what the context held.
-  const std::vector<std::string> lines = unit.Lines();
-  std::string lastConnected;
-  for (const std::string& line : lines) {
-    if (line.compare(0, 15, "link connected ") == 0) {
-      lastConnected = line;
-    }
-  }
-  EXPECT_EQ("link connected session=" + session + " resumed", lastConnected);
-  std::vector<std::string> received;
-  for (const std::string& line : lines) {
-    if (line.compare(0, 7, "<- msg ") == 0 && std::find(queued.begin(), queued.end(), line) != queued.end()) {
-      received.push_back(line);
-    }
-  }
-  EXPECT_EQ(queued, received);
+  EXPECT_EQ("link connected session=" + session + " resumed", LastConnected(unit));
 
-  EXPECT_TRUE(e2e::MatchesScenarioFile("restart-unit.txt", UnitTranscript(lines, first, queued.size())));
+  EXPECT_TRUE(e2e::MatchesScenarioFile("restart-unit.txt", UnitTranscript(unit.Lines(), first, 5)));
   EXPECT_TRUE(e2e::MatchesScenarioFile("restart-nav-before.txt",
                                        e2e::Transcript(nav1.Lines(), e2e::NavStory(), e2e::NavMasks())));
   EXPECT_TRUE(e2e::MatchesScenarioFile("restart-nav-after.txt",
@@ -580,22 +546,6 @@ std::string ReadNmea(const std::string& path, std::chrono::milliseconds timeout)
   return text;
 }
 
-std::vector<std::string> FolderEntries(const std::string& path) {
-  std::vector<std::string> names;
-  DIR* dir = ::opendir(path.c_str());
-  if (dir == nullptr) {
-    return names;
-  }
-  while (const dirent* entry = ::readdir(dir)) {
-    const std::string name = entry->d_name;
-    if (name != "." && name != "..") {
-      names.push_back(name);
-    }
-  }
-  ::closedir(dir);
-  return names;
-}
-
 class EndToEndTermTest : public e2e::ScenarioTest {};
 
 TEST_F(EndToEndTermTest, TermWhileBusyEndsWithStatusZeroAndWholeFiles) {
@@ -608,8 +558,7 @@ TEST_F(EndToEndTermTest, TermWhileBusyEndsWithStatusZeroAndWholeFiles) {
   ASSERT_TRUE(nav.Expect("^# working$", 30s));
   ASSERT_TRUE(nav.WaitFor("^<- CGPSFeedEvent Enabled=true$", 10s));
   ASSERT_TRUE(unit.Expect("^gps every 100 ms$", 10s));
-  const std::string connected = unit.Find("^link connected session=0x[0-9a-f]+ new$");
-  ASSERT_NE("", connected);
+  const std::string session = NewSession(unit);
 
   // The unit's fixes come out of the pipe as sentences, at the route's place
   // (48.13 to 48.14 degrees north, 11.56 to 11.58 east: 48 deg 07.8 to 08.4
@@ -630,8 +579,8 @@ TEST_F(EndToEndTermTest, TermWhileBusyEndsWithStatusZeroAndWholeFiles) {
   ASSERT_TRUE(service.StopUnit());
 
   // Nothing half-written is left beside the files.
-  for (const std::string& name : FolderEntries(service.Dir().Path())) {
-    EXPECT_EQ(std::string::npos, name.find(".tmp")) << name;
+  for (const auto& entry : std::filesystem::directory_iterator(service.Dir().Path())) {
+    EXPECT_EQ(std::string::npos, entry.path().filename().string().find(".tmp")) << entry.path();
   }
 
   data::Database database(service.DatabaseFile());
@@ -657,10 +606,9 @@ TEST_F(EndToEndTermTest, TermWhileBusyEndsWithStatusZeroAndWholeFiles) {
   EXPECT_LT(database.velarn.gps.position.latitude, 48200000);
   EXPECT_EQ(1234500u, database.velarn.odometer);
 
-  std::unique_ptr<velarn::ATransportLayerContext> stored(velarn::ReadContextFile(service.ContextFile()));
-  const auto* context = dynamic_cast<const velarn::TransportLayerContext*>(stored.get());
+  const auto context = StoredContext(service);
   ASSERT_NE(nullptr, context);
-  EXPECT_EQ(connected.substr(connected.find("0x"), 6), e2e::SessionText(context->sessionId));
+  EXPECT_EQ(session, e2e::SessionText(context->sessionId));
   // Only messages for the office outlive the process; the link's own PDUs
   // don't.
   for (const velarn::Packet& packet : context->packets) {
