@@ -119,9 +119,6 @@ void Deliver(velarnd::Application& application, T& message) {
 // {"id": "NewOrderInMsg", "nodes": {"1": 1001, ...}}.
 common::Buffer ServerMessage(const std::string& json);
 
-// The velarnctl unit line of a server message, with time=T for the event time.
-std::string ServerLine(const common::Buffer& bytes);
-
 // A server message from the unit, as the driver hands it to the application.
 void FromServer(ApplicationRig& rig, const std::string& json);
 

@@ -80,37 +80,12 @@ bool Party::Finish(std::chrono::milliseconds timeout, int& exitStatus) {
   return ended;
 }
 
-testing::AssertionResult Party::Expect(const std::string& pattern, std::chrono::milliseconds timeout,
-                                       std::string* matched) {
-  const std::regex regex(pattern);
-  const auto deadline = std::chrono::steady_clock::now() + timeout;
-  for (;;) {
-    // Whether the process had ended before the lines were read: then no
-    // further line can come.
-    const bool over = Ended();
-    const std::vector<std::string> lines = Lines();
-    for (; cursor < lines.size(); ++cursor) {
-      if (std::regex_search(lines[cursor], regex)) {
-        if (matched != nullptr) {
-          *matched = lines[cursor];
-        }
-        ++cursor;
-        return testing::AssertionSuccess();
-      }
-    }
-    if (over) {
-      return testing::AssertionFailure() << name << " ended (status " << status
-                                         << ") without a line matching \"" << pattern << "\"; it printed:\n"
-                                         << child.Output();
-    }
-    if (std::chrono::steady_clock::now() >= deadline) {
-      return testing::AssertionFailure() << name << " printed no line matching \"" << pattern << "\" within "
-                                         << timeout.count() << " ms; it printed:\n"
-                                         << child.Output();
-    }
-    Pump();
-    std::this_thread::sleep_for(5ms);
-  }
+testing::AssertionResult Party::Expect(const std::string& pattern, std::chrono::milliseconds timeout) {
+  return Await(pattern, timeout, true);
+}
+
+testing::AssertionResult Party::WaitFor(const std::string& pattern, std::chrono::milliseconds timeout) {
+  return Await(pattern, timeout, false);
 }
 
 std::string Party::Find(const std::string& pattern) {
@@ -123,17 +98,27 @@ std::string Party::Find(const std::string& pattern) {
   return "";
 }
 
-testing::AssertionResult Party::WaitFor(const std::string& pattern, std::chrono::milliseconds timeout) {
+testing::AssertionResult Party::Await(const std::string& pattern, std::chrono::milliseconds timeout,
+                                      bool afterCursor) {
+  const std::regex regex(pattern);
   const auto deadline = std::chrono::steady_clock::now() + timeout;
   for (;;) {
+    // Whether the process had ended before the lines were read: then no
+    // further line can come.
     const bool over = Ended();
-    if (!Find(pattern).empty()) {
-      return testing::AssertionSuccess();
+    const std::vector<std::string> lines = Lines();
+    for (size_t i = afterCursor ? cursor : 0; i < lines.size(); ++i) {
+      if (std::regex_search(lines[i], regex)) {
+        cursor = afterCursor ? i + 1 : cursor;
+        return testing::AssertionSuccess();
+      }
     }
     if (over || std::chrono::steady_clock::now() >= deadline) {
-      return testing::AssertionFailure() << name << (over ? " ended" : " went on")
-                                         << " without a line matching \"" << pattern << "\"; it printed:\n"
-                                         << child.Output();
+      return testing::AssertionFailure()
+             << name << (over ? " ended (status " + std::to_string(status) + ")" : "")
+             << " printed no line matching \"" << pattern << "\" within " << timeout.count()
+             << " ms; it printed:\n"
+             << child.Output();
     }
     Pump();
     std::this_thread::sleep_for(5ms);
@@ -197,17 +182,7 @@ Party& Service::StartUnit(const std::vector<std::string>& options) {
   return *unit;
 }
 
-testing::AssertionResult Service::StopUnit() {
-  unit->CloseInput();
-  int status = 0;
-  if (!unit->Finish(10s, status)) {
-    return testing::AssertionFailure() << "the unit didn't end at the end of its input";
-  }
-  if (ExitCode(status) != 0) {
-    return testing::AssertionFailure() << "the unit ended with waitpid status " << status;
-  }
-  return testing::AssertionSuccess();
-}
+testing::AssertionResult Service::StopUnit() { return End(*unit); }
 
 Party& Service::StartNav(const std::vector<std::string>& options) {
   if (nav) {
@@ -320,14 +295,14 @@ const std::regex& ServerMessages() {
   return messages;
 }
 
-testing::AssertionResult EndNav(Party& nav) {
-  nav.CloseInput();
+testing::AssertionResult End(Party& party) {
+  party.CloseInput();
   int status = 0;
-  if (!nav.Finish(std::chrono::seconds(10), status)) {
-    return testing::AssertionFailure() << "velarnctl nav didn't end";
+  if (!party.Finish(std::chrono::seconds(10), status)) {
+    return testing::AssertionFailure() << party.Name() << " didn't end at the end of its input";
   }
   if (ExitCode(status) != 0) {
-    return testing::AssertionFailure() << "velarnctl nav ended with " << ExitCode(status);
+    return testing::AssertionFailure() << party.Name() << " ended with " << ExitCode(status);
   }
   return testing::AssertionSuccess();
 }

@@ -50,8 +50,7 @@ class Party {
   // Waits for the next line that pattern matches anywhere; the matched line,
   // or a failure that shows the output. Gives up at once when the process has
   // ended and nothing more can come.
-  testing::AssertionResult Expect(const std::string& pattern, std::chrono::milliseconds timeout,
-                                  std::string* matched = nullptr);
+  testing::AssertionResult Expect(const std::string& pattern, std::chrono::milliseconds timeout);
   // The first line printed so far that pattern matches, or "" (ignores and
   // moves no cursor).
   std::string Find(const std::string& pattern);
@@ -69,6 +68,9 @@ class Party {
 
  private:
   void Pump();
+  // Expect (afterCursor) and WaitFor.
+  testing::AssertionResult Await(const std::string& pattern, std::chrono::milliseconds timeout,
+                                 bool afterCursor);
 
   std::string name;
   testsupport::ChildProcess child;
@@ -161,9 +163,9 @@ const std::regex& NavStory();
 // The unit's lines of server messages, both ways.
 const std::regex& ServerMessages();
 
-// Ends a navigation simulator's input and waits (bounded) for it to end;
-// true if it ended with status 0.
-testing::AssertionResult EndNav(Party& nav);
+// Ends a simulator's input and waits (bounded) for it to end; true if it
+// ended with status 0.
+testing::AssertionResult End(Party& party);
 
 // A scenario's fixture: the service's folder and ports, and on failure every
 // party's whole output in the report.

@@ -154,7 +154,7 @@ TEST_F(EndToEndOrderLifeTest, OrdersTextMessagesAndStatusesReachEveryPartyInOrde
   // Only now: the link to the unit closes when the application goes away,
   // and the last events might not have reached the unit before.
   const std::string session = NewSession(unit);
-  ASSERT_TRUE(e2e::EndNav(nav));
+  ASSERT_TRUE(e2e::End(nav));
   ASSERT_TRUE(service.StopUnit());
   ASSERT_TRUE(service.StopDaemon());
 
@@ -226,7 +226,7 @@ TEST_F(EndToEndLossTest, EveryMessageArrivesOnceThroughALossyLink) {
 
   ASSERT_TRUE(nav.Expect("^# nav done$", 90s));
   ASSERT_TRUE(unit.Expect("^unit done$", 60s));
-  ASSERT_TRUE(e2e::EndNav(nav));
+  ASSERT_TRUE(e2e::End(nav));
   ASSERT_TRUE(service.StopUnit());
   ASSERT_TRUE(service.StopDaemon());
 
@@ -292,7 +292,7 @@ TEST_F(EndToEndNavigationAwayTest, LinkClosesWhileAwayAndUnreadEntriesComeAgain)
   ASSERT_TRUE(unit.Expect("orderId=2001 .*workflowCode=102", 10s));
   const std::string session = NewSession(unit);
 
-  ASSERT_TRUE(e2e::EndNav(nav1));
+  ASSERT_TRUE(e2e::End(nav1));
 
   // The unit hears nothing more and loses the link; from then on the daemon
   // refuses its connect requests with resets, for as long as nobody is
@@ -310,7 +310,7 @@ TEST_F(EndToEndNavigationAwayTest, LinkClosesWhileAwayAndUnreadEntriesComeAgain)
   unit.Input(kAwayUnitBack);
   ASSERT_TRUE(unit.Expect("^unit done$", 40s));
   ASSERT_TRUE(nav2.Expect("^# nav done$", 10s));
-  ASSERT_TRUE(e2e::EndNav(nav2));
+  ASSERT_TRUE(e2e::End(nav2));
   ASSERT_TRUE(service.StopUnit());
   ASSERT_TRUE(service.StopDaemon());
 
@@ -477,7 +477,7 @@ TEST_F(EndToEndRestartTest, QueuedMessagesSurviveARestartAndKeepTheirSequenceNum
   ASSERT_TRUE(nav2.Expect("^# nav done$", 10s));
   // Only now: the link to the unit closes when the application goes away,
   // and what the unit has yet to receive would wait for the next one.
-  ASSERT_TRUE(e2e::EndNav(nav2));
+  ASSERT_TRUE(e2e::End(nav2));
   ASSERT_TRUE(service.StopUnit());
   ASSERT_TRUE(service.StopDaemon());
 
