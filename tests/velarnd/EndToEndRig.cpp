@@ -196,6 +196,12 @@ Party& Service::StartNav(const std::vector<std::string>& options) {
   return *nav;
 }
 
+testing::AssertionResult Service::StopAll() {
+  testing::AssertionResult result = End(*nav);
+  result = result ? StopUnit() : result;
+  return result ? StopDaemon() : result;
+}
+
 void Service::DrainAll() {
   for (Party* party : {daemon.get(), unit.get(), nav.get()}) {
     if (party != nullptr) {

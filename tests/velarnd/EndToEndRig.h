@@ -113,6 +113,10 @@ class Service {
   Party& StartNav(const std::vector<std::string>& options = {});
   Party& Nav() { return *nav; }
 
+  // Ends the navigation simulator's and the unit's input, then stops the
+  // daemon: success when all three ended with status 0.
+  testing::AssertionResult StopAll();
+
   // Every party's output, for the report of a failed scenario.
   std::string Outputs();
 

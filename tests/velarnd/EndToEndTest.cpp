@@ -154,9 +154,7 @@ TEST_F(EndToEndOrderLifeTest, OrdersTextMessagesAndStatusesReachEveryPartyInOrde
   // Only now: the link to the unit closes when the application goes away,
   // and the last events might not have reached the unit before.
   const std::string session = NewSession(unit);
-  ASSERT_TRUE(e2e::End(nav));
-  ASSERT_TRUE(service.StopUnit());
-  ASSERT_TRUE(service.StopDaemon());
+  ASSERT_TRUE(service.StopAll());
 
   EXPECT_TRUE(e2e::MatchesScenarioFile("order-life-nav.txt",
                                        e2e::Transcript(nav.Lines(), e2e::NavStory(), e2e::NavMasks())));
@@ -226,9 +224,7 @@ TEST_F(EndToEndLossTest, EveryMessageArrivesOnceThroughALossyLink) {
 
   ASSERT_TRUE(nav.Expect("^# nav done$", 90s));
   ASSERT_TRUE(unit.Expect("^unit done$", 60s));
-  ASSERT_TRUE(e2e::End(nav));
-  ASSERT_TRUE(service.StopUnit());
-  ASSERT_TRUE(service.StopDaemon());
+  ASSERT_TRUE(service.StopAll());
 
   EXPECT_TRUE(
       e2e::MatchesScenarioFile("loss-nav.txt", e2e::Transcript(nav.Lines(), kLossNavEntries, kLossNavMasks)));
@@ -310,9 +306,7 @@ TEST_F(EndToEndNavigationAwayTest, LinkClosesWhileAwayAndUnreadEntriesComeAgain)
   unit.Input(kAwayUnitBack);
   ASSERT_TRUE(unit.Expect("^unit done$", 40s));
   ASSERT_TRUE(nav2.Expect("^# nav done$", 10s));
-  ASSERT_TRUE(e2e::End(nav2));
-  ASSERT_TRUE(service.StopUnit());
-  ASSERT_TRUE(service.StopDaemon());
+  ASSERT_TRUE(service.StopAll());
 
   // The same session went on once the application was back.
   EXPECT_EQ("link connected session=" + session + " resumed", LastConnected(unit));
@@ -477,9 +471,7 @@ TEST_F(EndToEndRestartTest, QueuedMessagesSurviveARestartAndKeepTheirSequenceNum
   ASSERT_TRUE(nav2.Expect("^# nav done$", 10s));
   // Only now: the link to the unit closes when the application goes away,
   // and what the unit has yet to receive would wait for the next one.
-  ASSERT_TRUE(e2e::End(nav2));
-  ASSERT_TRUE(service.StopUnit());
-  ASSERT_TRUE(service.StopDaemon());
+  ASSERT_TRUE(service.StopAll());
 
   // The session went on, and the unit received what the context held.
   EXPECT_EQ("link connected session=" + session + " resumed", LastConnected(unit));
