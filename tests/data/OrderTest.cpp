@@ -67,7 +67,7 @@ TEST(OrderTest, EveryOperationInEveryState) {
 }
 
 // Which order may start or resume beside another is walked through in
-// ApplicationOrdersTest; here the phase each begins in.
+// ApplicationInboxTest; here the phase each begins in.
 TEST(OrderTest, StartBeginsInTheFirstPhaseAndResumeWhereItStopped) {
   OrderList orders;
   EXPECT_EQ(nullptr, orders.GetActive());
