@@ -6,6 +6,13 @@
 
 namespace {
 
+// Whether the field reads back through get as expected.
+template <typename T>
+bool ReadsBack(BKMPMessage message, int (*get)(BKMPMessage, const char*, T*), const char* key, T expected) {
+  T value{};
+  return get(message, key, &value) == BKMP_OK && value == expected;
+}
+
 class MessageFieldsTest : public ::testing::Test {
  protected:
   void SetUp() override { ASSERT_EQ(BKMP_OK, BKMPMessageCreate(&message)); }
@@ -21,22 +28,13 @@ TEST_F(MessageFieldsTest, EachTypeReadsBackOnlyAsItself) {
   ASSERT_EQ(BKMP_OK, BKMPSetFieldLong64(message, "Big", -5000000000LL));
   ASSERT_EQ(BKMP_OK, BKMPSetFieldReal(message, "R", 2.5));
 
-  int8_t i8 = 0;
-  EXPECT_EQ(BKMP_OK, BKMPGetFieldInt8(message, "MessageID", &i8));
-  EXPECT_EQ(-3, i8);
-  uint16_t u16 = 0;
-  EXPECT_EQ(BKMP_OK, BKMPGetFieldUint16(message, "Type", &u16));
-  EXPECT_EQ(65535, u16);
+  EXPECT_TRUE(ReadsBack<int8_t>(message, BKMPGetFieldInt8, "MessageID", -3));
+  EXPECT_TRUE(ReadsBack<uint16_t>(message, BKMPGetFieldUint16, "Type", 65535));
   // An Int32 field reads as unsigned too: there is no unsigned setter.
-  uint32_t u32 = 0;
-  EXPECT_EQ(BKMP_OK, BKMPGetFieldUint32(message, "Id", &u32));
-  EXPECT_EQ(0xFFFFFFFFu, u32);
-  int flag = 0;
-  EXPECT_EQ(BKMP_OK, BKMPGetFieldBool(message, "Remote", &flag));
-  EXPECT_EQ(1, flag);
-  int64_t big = 0;
-  EXPECT_EQ(BKMP_OK, BKMPGetFieldLong64(message, "Big", &big));
-  EXPECT_EQ(-5000000000LL, big);
+  EXPECT_TRUE(ReadsBack<uint32_t>(message, BKMPGetFieldUint32, "Id", 0xFFFFFFFFu));
+  EXPECT_TRUE(ReadsBack<int>(message, BKMPGetFieldBool, "Remote", 1));
+  EXPECT_TRUE(ReadsBack<int64_t>(message, BKMPGetFieldLong64, "Big", -5000000000LL));
+  EXPECT_TRUE(ReadsBack<double>(message, BKMPGetFieldReal, "R", 2.5));
 
   // Missing fields and fields of another type fail.
   uint8_t u8 = 0;

@@ -17,29 +17,30 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int kMinute = 60 * kSecond;
 
+// A wake before the wait: the next wait returns at once, the one after waits
+// again, here until a wake from another thread.
+void ExpectWakesEndWaits(const std::function<int()>& wait, const std::function<int()>& wake) {
+  ASSERT_EQ(BKMP_OK, wake());
+  EXPECT_EQ(BKMP_E_TIMEOUT, wait());
+  const Clock::time_point start = Clock::now();
+  std::thread waker([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    wake();
+  });
+  EXPECT_EQ(BKMP_E_TIMEOUT, wait());
+  waker.join();
+  EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(50));
+  EXPECT_LT(Clock::now() - start, std::chrono::seconds(30));
+}
+
 TEST(WakeTest, WakesEndWaitsAtOnceAndAreKeptUntilOneWaits) {
   testsupport::TempDir dir;
   const std::string path = dir.File("nav.sock");
   ServerPtr server = ListeningServer(path, kMinute);
   ASSERT_NE(nullptr, server);
   BKMPConnection none = nullptr;
-  std::function<int()> accept = [&] { return BKMPServerAccept(server.get(), &none); };
-  std::function<int()> wakeServer = [&] { return BKMPServerWake(server.get()); };
-
-  // A wake before the wait: the next Accept returns at once, the one after
-  // waits again (here until a wake from another thread).
-  ASSERT_EQ(BKMP_OK, wakeServer());
-  EXPECT_EQ(BKMP_E_TIMEOUT, accept());
-  const Clock::time_point start = Clock::now();
-  std::thread waker([&] {
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    wakeServer();
-  });
-  EXPECT_EQ(BKMP_E_TIMEOUT, accept());
-  waker.join();
-  const auto waited = Clock::now() - start;
-  EXPECT_GE(waited, std::chrono::milliseconds(50));
-  EXPECT_LT(waited, std::chrono::seconds(30));
+  ExpectWakesEndWaits([&] { return BKMPServerAccept(server.get(), &none); },
+                      [&] { return BKMPServerWake(server.get()); });
 
   // The same for a connection's Receive; the connection stands.
   ConnectionPtr client = ConnectedClient(path, kMinute);
@@ -47,14 +48,8 @@ TEST(WakeTest, WakesEndWaitsAtOnceAndAreKeptUntilOneWaits) {
   ConnectionPtr accepted = AcceptOne(server.get());
   ASSERT_NE(nullptr, accepted);
   BKMPMessage message = nullptr;
-  ASSERT_EQ(BKMP_OK, BKMPConnectionWake(accepted.get()));
-  EXPECT_EQ(BKMP_E_TIMEOUT, BKMPConnectionReceive(accepted.get(), &message));
-  std::thread connectionWaker([&] {
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    BKMPConnectionWake(accepted.get());
-  });
-  EXPECT_EQ(BKMP_E_TIMEOUT, BKMPConnectionReceive(accepted.get(), &message));
-  connectionWaker.join();
+  ExpectWakesEndWaits([&] { return BKMPConnectionReceive(accepted.get(), &message); },
+                      [&] { return BKMPConnectionWake(accepted.get()); });
   ASSERT_EQ(BKMP_OK, BKMPConnectionSend(client.get(), Numbered(0, 3).get()));
   MessagePtr received = ReceiveOne(accepted.get());
   ASSERT_NE(nullptr, received);

@@ -1,38 +1,24 @@
 #include <sys/stat.h>
-#include <sys/wait.h>
 
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
 
+#include "Velarnctl.h"
 #include "data/Database.h"
 #include "data/DatabaseFile.h"
 #include "data/SampleDatabase.h"
-#include "support/Process.h"
 #include "support/TempDir.h"
 
 namespace {
 
-using namespace std::chrono_literals;
-
-// Runs velarnctl with args; returns the exit status, the output in output.
-int Velarnctl(const std::vector<std::string>& args, std::string& output) {
-  std::vector<std::string> argv = {VELARNCTL_BINARY};
-  argv.insert(argv.end(), args.begin(), args.end());
-  const testsupport::RunResult result = testsupport::Run(argv, 20s);
-  output = result.output;
-  return result.finished ? WEXITSTATUS(result.status) : -1;
-}
-
-bool Contains(const std::string& text, const std::string& part) {
-  return text.find(part) != std::string::npos;
-}
+using clitest::HasAll;
+using clitest::Velarnctl;
 
 TEST(DbCommandTest, InitWritesANewDatabaseAndKeepsAnExistingFile) {
   testsupport::TempDir folder;
   const std::string path = folder.File("velarnd.db");
-  std::string output;
-  ASSERT_EQ(0, Velarnctl({"db", "init", path}, output)) << output;
+  ASSERT_EQ(0, Velarnctl({"db", "init", path}).status);
   EXPECT_EQ(data::EncodeDatabase(data::Database(path)), testsupport::ReadFile(path));
   struct stat status {};
   ASSERT_EQ(0, stat(path.c_str(), &status));
@@ -40,10 +26,11 @@ TEST(DbCommandTest, InitWritesANewDatabaseAndKeepsAnExistingFile) {
 
   data::Database full = testdata::FullDatabase(path);
   ASSERT_TRUE(full.Save());
-  EXPECT_EQ(1, Velarnctl({"db", "init", path}, output));
-  EXPECT_TRUE(Contains(output, "exists")) << output;
+  const clitest::Result again = Velarnctl({"db", "init", path});
+  EXPECT_EQ(1, again.status);
+  EXPECT_TRUE(HasAll(again.output, {"exists"}));
   EXPECT_TRUE(data::EncodeDatabase(full) == testsupport::ReadFile(path)) << "init replaced the file";
-  EXPECT_EQ(0, Velarnctl({"db", "init", "--force", path}, output)) << output;
+  EXPECT_EQ(0, Velarnctl({"db", "init", "--force", path}).status);
   EXPECT_EQ(244u, testsupport::ReadFile(path).size());
 }
 
@@ -54,19 +41,18 @@ TEST(DbCommandTest, DumpShowsEveryRecord) {
   full.orders.at(1001).text = "two\nlines \"quoted\"";
   ASSERT_TRUE(full.Save());
 
-  std::string text;
-  ASSERT_EQ(0, Velarnctl({"db", "dump", path}, text));
-  for (const char* expected :
-       {"orders (100)", "9 (active)", "\"A-17\"", "48.000017, -11.000017", "\"+49 170 3\"",
-        " \"two\\x0alines \\\"quoted\\\"\"\n", "message 5100", "110 \"order status 10\"", "2 (in a pause)",
-        "2023-11-14 22:16:40 UTC (1700000200)", "1800 s", "2023-11-14 22:13:20.123 UTC (1700000000123)",
-        "-33.868000, 151.209000", "4 (third)", "\"SN-0001\""}) {
-    EXPECT_TRUE(Contains(text, expected)) << expected;
-  }
+  const clitest::Result text = Velarnctl({"db", "dump", path});
+  EXPECT_EQ(0, text.status);
+  EXPECT_TRUE(HasAll(
+      text.output,
+      {"orders (100)", "9 (active)", "\"A-17\"", "48.000017, -11.000017", "\"+49 170 3\"",
+       " \"two\\x0alines \\\"quoted\\\"\"\n", "message 5100", "110 \"order status 10\"", "2 (in a pause)",
+       "2023-11-14 22:16:40 UTC (1700000200)", "1800 s", "2023-11-14 22:13:20.123 UTC (1700000000123)",
+       "-33.868000, 151.209000", "4 (third)", "\"SN-0001\""}));
 
-  std::string json;
-  ASSERT_EQ(0, Velarnctl({"db", "dump", path, "--json"}, json));
-  const nlohmann::json parsed = nlohmann::json::parse(json);
+  const clitest::Result json = Velarnctl({"db", "dump", path, "--json"});
+  ASSERT_EQ(0, json.status);
+  const nlohmann::json parsed = nlohmann::json::parse(json.output);
   ASSERT_EQ(100u, parsed["orders"].size());
   EXPECT_EQ("two\nlines \"quoted\"", parsed["orders"][0]["text"]);
   EXPECT_EQ("+49 89 1", parsed["orders"][0]["telephoneBook"][0]["number"]);
@@ -88,26 +74,26 @@ TEST(DbCommandTest, DumpOfADamagedFileShowsWhatCameBeforeAndWhereItStopped) {
   testsupport::WriteFile(path, full.substr(0, text + 10));
   const std::string stop = "damaged database file: stopped at byte offset " + std::to_string(text - 4) +
                            " in the text messages: string of 500 bytes";
-  std::string output;
-  EXPECT_EQ(1, Velarnctl({"db", "dump", path}, output));
-  for (const std::string& expected : {std::string("orders (100)"), std::string("text messages (2)"), stop}) {
-    EXPECT_TRUE(Contains(output, expected)) << expected;
-  }
-  EXPECT_LT(output.find("message 5002"), output.find(stop));
-  EXPECT_FALSE(Contains(output, "statuses")) << output;
+  const clitest::Result dump = Velarnctl({"db", "dump", path});
+  EXPECT_EQ(1, dump.status);
+  EXPECT_TRUE(HasAll(dump.output, {"orders (100)", "text messages (2)", stop}));
+  EXPECT_LT(dump.output.find("message 5002"), dump.output.find(stop));
+  EXPECT_EQ(std::string::npos, dump.output.find("statuses")) << dump.output;
 
-  EXPECT_EQ(1, Velarnctl({"db", "dump", path, "--json"}, output));
-  const nlohmann::json parsed = nlohmann::json::parse(output.substr(0, output.find("velarnctl db:")));
+  const clitest::Result json = Velarnctl({"db", "dump", path, "--json"});
+  EXPECT_EQ(1, json.status);
+  const nlohmann::json parsed =
+      nlohmann::json::parse(json.output.substr(0, json.output.find("velarnctl db:")));
   EXPECT_EQ(100u, parsed["orders"].size());
   EXPECT_EQ(2u, parsed["textMessages"].size());
   EXPECT_FALSE(parsed.contains("statuses"));
   EXPECT_EQ(text - 4, parsed["damage"]["offset"]);
 
   testsupport::WriteFile(path, full + "xyz");
-  EXPECT_EQ(0, Velarnctl({"db", "dump", path}, output));
-  EXPECT_TRUE(Contains(output, "repaired: 3 bytes after the end of the database at byte offset " +
-                                   std::to_string(full.size()) + " ignored"))
-      << output;
+  const clitest::Result repaired = Velarnctl({"db", "dump", path});
+  EXPECT_EQ(0, repaired.status);
+  EXPECT_TRUE(HasAll(repaired.output, {"repaired: 3 bytes after the end of the database at byte offset " +
+                                       std::to_string(full.size()) + " ignored"}));
 }
 
 }  // namespace

@@ -74,19 +74,21 @@ TEST(MsgCommandTest, DumpShowsTheTreeAndTheTypedFields) {
 }
 
 TEST(MsgCommandTest, EncodeWritesTheWorkedExamples) {
-  EXPECT_EQ("040401c2070240024869\n", Encoded(R"({"id": 1028, "nodes": {"1": 7, "2": "Hi"}})"));
-  EXPECT_EQ(
-      "050101c4138802c301031201c102c6000111700522008002abcd\n",
-      Encoded(R"({"id": "0x0501", "nodes": {"5": [null, {"bytes": "AB:CD"}], "3": {"2": 70000, "1": true},
-                        "2": -1, "1": 5000}})"));
-  EXPECT_EQ("040101c403e9024002413103c201044002476f05c20107c0\n",
-            Encoded(R"({"id": "NewOrderInMsg", "nodes": {"1": 1001, "2": "A1", "3": 1, "4": "Go", "5": 1,
-                        "7": false}})"));
-  EXPECT_EQ("050801c800000045d964b80002c2008dc403e88ec266\n",
-            Encoded(R"({"id": "TextMessageWorkflowEventOutMsg",
-                        "nodes": {"1": 300000000000, "2": 0, "0x8D": 1000, "142": 102}})"));
-  EXPECT_EQ("0406\n", Encoded(R"({"id": "ResetInMsg"})"));
-  EXPECT_EQ("ffff0010018000\n", Encoded(R"({"id": 65535, "nodes": {"1": {"bytes": ""}, "0": {}}})"));
+  const std::pair<const char*, const char*> examples[] = {
+      {R"({"id": 1028, "nodes": {"1": 7, "2": "Hi"}})", "040401c2070240024869\n"},
+      {R"({"id": "0x0501", "nodes": {"5": [null, {"bytes": "AB:CD"}], "3": {"2": 70000, "1": true},
+           "2": -1, "1": 5000}})",
+       "050101c4138802c301031201c102c6000111700522008002abcd\n"},
+      {R"({"id": "NewOrderInMsg", "nodes": {"1": 1001, "2": "A1", "3": 1, "4": "Go", "5": 1, "7": false}})",
+       "040101c403e9024002413103c201044002476f05c20107c0\n"},
+      {R"({"id": "TextMessageWorkflowEventOutMsg", "nodes": {"1": 300000000000, "2": 0, "0x8D": 1000, "142": 102}})",
+       "050801c800000045d964b80002c2008dc403e88ec266\n"},
+      {R"({"id": "ResetInMsg"})", "0406\n"},
+      {R"({"id": 65535, "nodes": {"1": {"bytes": ""}, "0": {}}})", "ffff0010018000\n"},
+  };
+  for (const auto& [json, hex] : examples) {
+    EXPECT_EQ(hex, Encoded(json)) << json;
+  }
 
   // From a file, from standard input, and as raw bytes to a file or stdout.
   testsupport::TempDir dir;

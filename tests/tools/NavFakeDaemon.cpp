@@ -30,7 +30,7 @@ void FakeDaemon::HandleMessage(CVelarnMessage* message, CBrenikCommunicationClie
     changed.notify_all();
   }
   const CAbstractAction* action = dynamic_cast<const CAbstractAction*>(message);
-  if (acknowledge && action != nullptr) {
+  if (action != nullptr) {  // every action is answered with CAcknowledge Error=1
     CAcknowledge ack;
     ack.actionId = action->actionId;
     ack.error = 1;
@@ -39,11 +39,6 @@ void FakeDaemon::HandleMessage(CVelarnMessage* message, CBrenikCommunicationClie
 }
 
 void FakeDaemon::OnClientConnected() {
-  {
-    std::lock_guard<std::mutex> lock(mutex);
-    ++connections;
-    changed.notify_all();
-  }
   CVelarnInitBrenikAction init;
   init.actionId = 2;
   bkcom::CopyText(init.version, "1.0.5");
@@ -61,11 +56,6 @@ std::vector<std::string> FakeDaemon::Received() {
 bool FakeDaemon::WaitForReceived(size_t count, std::chrono::milliseconds timeout) {
   std::unique_lock<std::mutex> lock(mutex);
   return changed.wait_for(lock, timeout, [&] { return received.size() >= count; });
-}
-
-bool FakeDaemon::WaitForConnections(int count, std::chrono::milliseconds timeout) {
-  std::unique_lock<std::mutex> lock(mutex);
-  return changed.wait_for(lock, timeout, [&] { return connections >= count; });
 }
 
 std::string Describe(CVelarnMessage& message) {

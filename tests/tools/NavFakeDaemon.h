@@ -31,17 +31,14 @@ class FakeDaemon : public bkcom::ABKComEventHandler {
   // Lines of the received messages so far.
   std::vector<std::string> Received();
   bool WaitForReceived(size_t count, std::chrono::milliseconds timeout = std::chrono::seconds(10));
-  bool WaitForConnections(int count, std::chrono::milliseconds timeout = std::chrono::seconds(10));
 
   // Sends to the attached tool.
   void Send(CVelarnMessage& message) { SendEvent(message); }
 
-  bool acknowledge = true;  // answer every action with CAcknowledge Error=1
-
   void HandleMessage(CVelarnMessage* message, CBrenikCommunicationClient* client, int* handled) override;
   void OnStart() override {}
   void OnStop() override {}
-  void OnClientConnected() override;
+  void OnClientConnected() override;  // greets the tool
   void OnClientDisconnected() override {}
   CVelarnMessageRegistry* GetMessageFactory() override;
 
@@ -52,7 +49,6 @@ class FakeDaemon : public bkcom::ABKComEventHandler {
   std::mutex mutex;
   std::condition_variable changed;
   std::vector<std::string> received;
-  int connections = 0;
 };
 
 // "CClass Field=value ..." of a message, values as numbers, texts bare.

@@ -1,5 +1,7 @@
 // velarnctl unit against the daemon's own unit link: a VelarnDriver in this
 // process, on loopback, whose events are recorded as lines.
+#include "Velarnctl.h"
+
 #include <arpa/inet.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -26,6 +28,7 @@
 #include "velarn/PortReportingFactory.h"
 #include "velarn/UDPLayer.h"
 #include "velarn/VelarnDriver.h"
+#include "velarnctl/MsgHex.h"
 
 namespace {
 
@@ -39,23 +42,8 @@ sockaddr_in Loopback(uint16_t port) {
   return address;
 }
 
-std::string Hex(const common::Buffer& buffer) {
-  static const char digits[] = "0123456789abcdef";
-  std::string text;
-  for (unsigned i = 0; i < buffer.GetSize(); ++i) {
-    text += digits[buffer.GetData()[i] >> 4];
-    text += digits[buffer.GetData()[i] & 0x0F];
-  }
-  return text;
-}
-
-common::Buffer FromHex(const std::string& hex) {
-  common::Buffer buffer(static_cast<unsigned>(hex.size() / 2), 200);
-  for (size_t i = 0; i + 1 < hex.size(); i += 2) {
-    buffer.Append(static_cast<unsigned char>(std::stoi(hex.substr(i, 2), nullptr, 16)));
-  }
-  return buffer;
-}
+using velarnctl::BufferToHex;
+using velarnctl::HexToBuffer;
 
 // The daemon's events as lines: "connected 1", "message 0404... valid 1",
 // "table 7=Free,9=On the way", "param GPF 01", "param-unknown GPF", ...
@@ -65,7 +53,7 @@ class EventLines : public velarn::IVelarnEventHandler {
   void OnConnected(Driver&, bool newSession) override { Add("connected " + std::to_string(newSession)); }
   void OnInterrupted(Driver&) override { Add("interrupted"); }
   void OnReceivedMessage(Driver&, const common::Buffer& message, bool valid) override {
-    Add("message " + Hex(message) + " valid " + std::to_string(valid));
+    Add("message " + BufferToHex(message) + " valid " + std::to_string(valid));
   }
   void OnStatusTableModified(Driver&, const std::vector<velarn::StatusTableRow>& table) override {
     std::string text = "table ";
@@ -86,7 +74,7 @@ class EventLines : public velarn::IVelarnEventHandler {
   }
   void OnZuParamRequest(Driver&, const std::string& name) override { Add("zu-param " + name); }
   void OnVelarnParamResponse(Driver&, const std::string& name, const common::Buffer& value) override {
-    Add("param " + name + " " + Hex(value));
+    Add("param " + name + " " + BufferToHex(value));
   }
   void OnVelarnParamNotFound(Driver&, const std::string& name) override { Add("param-unknown " + name); }
   void OnVelarnParamChanged(Driver&, const std::string& name) override { Add("param-changed " + name); }
@@ -95,12 +83,17 @@ class EventLines : public velarn::IVelarnEventHandler {
   }
 
   // Waits until count lines begin with prefix.
-  bool WaitFor(const std::string& prefix, size_t count = 1, std::chrono::milliseconds timeout = 10s) {
+  bool WaitFor(const std::string& prefix, size_t count = 1) {
     std::unique_lock<std::mutex> lock(mutex);
-    return changed.wait_for(lock, timeout, [&] { return CountLocked(prefix) >= count; });
+    return changed.wait_for(lock, 10s, [&] { return StartingLocked(prefix).size() >= count; });
   }
   std::vector<std::string> Starting(const std::string& prefix) {
     std::lock_guard<std::mutex> lock(mutex);
+    return StartingLocked(prefix);
+  }
+
+ private:
+  std::vector<std::string> StartingLocked(const std::string& prefix) const {
     std::vector<std::string> found;
     for (const std::string& line : lines) {
       if (line.compare(0, prefix.size(), prefix) == 0) {
@@ -109,19 +102,10 @@ class EventLines : public velarn::IVelarnEventHandler {
     }
     return found;
   }
-
- private:
   void Add(const std::string& line) {
     std::lock_guard<std::mutex> lock(mutex);
     lines.push_back(line);
     changed.notify_all();
-  }
-  size_t CountLocked(const std::string& prefix) const {
-    size_t count = 0;
-    for (const std::string& line : lines) {
-      count += line.compare(0, prefix.size(), prefix) == 0 ? 1 : 0;
-    }
-    return count;
   }
 
   std::mutex mutex;
@@ -173,32 +157,24 @@ struct Rig {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   }
   void Command(const std::string& line) { unit->WriteInput(line + "\n"); }
-  // Whether the simulator printed text (lines may be given together); on
-  // failure the message shows what it printed.
-  testing::AssertionResult Printed(const std::string& text, std::chrono::milliseconds timeout = 10s) {
-    if (unit->WaitForOutput(text, timeout)) {
-      return testing::AssertionSuccess();
-    }
-    return testing::AssertionFailure() << "not printed: " << text << "\n--- output:\n" << unit->Output();
-  }
-  // Whether text was printed at least times times, counting all output.
-  testing::AssertionResult PrintedTimes(const std::string& text, size_t times,
-                                        std::chrono::milliseconds timeout = 10s) {
-    if (testsupport::WaitUntil([&] { return Count(text) >= times; }, timeout)) {
+  // Whether the simulator printed text (lines may be given together) at
+  // least times times; on failure the message shows what it printed.
+  testing::AssertionResult Printed(const std::string& text, size_t times = 1) {
+    const auto count = [&] {
+      size_t found = 0;
+      const std::string all = Output();
+      for (size_t at = all.find(text); at != std::string::npos; at = all.find(text, at + 1)) {
+        ++found;
+      }
+      return found;
+    };
+    if (testsupport::WaitUntil([&] { return count() >= times; }, 10s)) {
       return testing::AssertionSuccess();
     }
     return testing::AssertionFailure() << "not printed " << times << " times: " << text << "\n--- output:\n"
                                        << Output();
   }
   std::string Output() { return unit ? unit->Output() : output; }
-  size_t Count(const std::string& text) {
-    const std::string all = Output();
-    size_t count = 0;
-    for (size_t at = all.find(text); at != std::string::npos; at = all.find(text, at + 1)) {
-      ++count;
-    }
-    return count;
-  }
 
   std::string output;  // of the last simulator that ended
 };
@@ -268,7 +244,7 @@ TEST(UnitCommandTest, OpensTheLinkAndAnswersGreetingParametersTableLogbook) {
   EXPECT_TRUE(rig.events.WaitFor("gps A 481"));
   EXPECT_EQ("gps A 4813 1157 speed 50 block A 8 1", rig.events.Starting("gps ").at(0));
   EXPECT_EQ(0, rig.StopUnit());
-  EXPECT_NE(std::string::npos, rig.output.find("unit stopped")) << rig.output;
+  EXPECT_TRUE(clitest::HasAll(rig.output, {"unit stopped"}));
 }
 
 TEST(UnitCommandTest, CarriesServerMessagesBothWaysAndShowsThem) {
@@ -284,7 +260,7 @@ TEST(UnitCommandTest, CarriesServerMessagesBothWaysAndShowsThem) {
   EXPECT_TRUE(rig.Printed("-> msg 0x0404 NewTextMessageInMsg messageId=7 text=\"Hi\""));
 
   // From the daemon: the one-line form with named fields, the tree below it.
-  rig.driver.SendMessage(FromHex(kWorkflowEvent), "", velarn::Packet::kKeepForSession);
+  rig.driver.SendMessage(HexToBuffer(kWorkflowEvent), "", velarn::Packet::kKeepForSession);
   EXPECT_TRUE(
       rig.Printed("<- pdu 4:7 size=22\n"
                   "<- msg 0x0508 TextMessageWorkflowEventOutMsg time=300000000000 linkAge=0 messageId=1000 "
@@ -293,9 +269,9 @@ TEST(UnitCommandTest, CarriesServerMessagesBothWaysAndShowsThem) {
                   "       [1] Integer: 300000000000 (Sat Jul  4 05:20:00 2009)\n"));
   // A server message of the server's own set is also shown with its fields,
   // and one that doesn't parse says why.
-  rig.driver.SendMessage(FromHex("0404014002"), "office", velarn::Packet::kKeepForSession);
+  rig.driver.SendMessage(HexToBuffer("0404014002"), "office", velarn::Packet::kKeepForSession);
   EXPECT_TRUE(rig.Printed("<- pdu 4:7 size=5 recipient=\"office\"\n<- msg invalid ("));
-  rig.driver.SendMessage(FromHex(kTextMessage), "", velarn::Packet::kKeepForSession);
+  rig.driver.SendMessage(HexToBuffer(kTextMessage), "", velarn::Packet::kKeepForSession);
   EXPECT_TRUE(rig.Printed("   NewTextMessageInMsg:\n     messageId: 7\n"));
   rig.Command("pdu 04 08 01 01 00 01");  // 4:8 with a one-byte message, no valid flag
   EXPECT_TRUE(rig.events.WaitFor("message 01 valid 0"));
@@ -309,7 +285,7 @@ TEST(UnitCommandTest, KeepsItsSessionThroughSilenceRestartsAndItsOwnContextFile)
   // The daemon's connect response may still be on its way to the unit; were
   // the link silenced now, the unit would never learn the session, and after
   // the silence it would rightly ask for a new one.
-  ASSERT_TRUE(rig.PrintedTimes("link connected session=", 1));
+  ASSERT_TRUE(rig.Printed("link connected session=", 1));
 
   rig.Command("link down");
   ASSERT_TRUE(rig.events.WaitFor("interrupted")) << rig.Output();
@@ -325,7 +301,7 @@ TEST(UnitCommandTest, KeepsItsSessionThroughSilenceRestartsAndItsOwnContextFile)
   ASSERT_TRUE(rig.events.WaitFor("connected 1", 2)) << rig.Output();
   // The unit holds the new session too (else its file would keep none), and
   // it is another one than the first.
-  ASSERT_TRUE(rig.PrintedTimes(" new\n", 2));
+  ASSERT_TRUE(rig.Printed(" new\n", 2));
   std::vector<std::string> sessions;
   std::istringstream lines(rig.Output());
   for (std::string line; std::getline(lines, line);) {
@@ -340,10 +316,9 @@ TEST(UnitCommandTest, KeepsItsSessionThroughSilenceRestartsAndItsOwnContextFile)
   // The unit goes away and keeps the session in its file; a server message
   // that the daemon queues meanwhile reaches the next run of the unit.
   EXPECT_EQ(0, rig.StopUnit());
-  EXPECT_NE(std::string::npos, rig.output.find("context saved to " + context + ": session " + sessions[1]))
-      << rig.output;
+  EXPECT_TRUE(clitest::HasAll(rig.output, {"context saved to " + context + ": session " + sessions[1]}));
   ASSERT_TRUE(rig.events.WaitFor("interrupted", 4)) << rig.Output();
-  rig.driver.SendMessage(FromHex(kWorkflowEvent), "", velarn::Packet::kKeepForSession);
+  rig.driver.SendMessage(HexToBuffer(kWorkflowEvent), "", velarn::Packet::kKeepForSession);
   rig.StartUnit({"--context", context});
   ASSERT_TRUE(rig.events.WaitFor("connected 0", 3)) << rig.Output();
   EXPECT_TRUE(rig.Printed("context loaded from " + context));
@@ -353,42 +328,35 @@ TEST(UnitCommandTest, KeepsItsSessionThroughSilenceRestartsAndItsOwnContextFile)
 
 TEST(UnitCommandTest, ScriptsFailLoudly) {
   testsupport::TempDir folder;
-  const std::vector<std::string> base = {
-      VELARNCTL_BINARY, "unit",   "--local",
-      "127.0.0.1:0",    "--peer", "127.0.0.1:" + std::to_string(testsupport::FreeUdpPort())};
-  auto run = [&base](const std::vector<std::string>& extra) {
-    std::vector<std::string> argv = base;
-    argv.insert(argv.end(), extra.begin(), extra.end());
-    const testsupport::RunResult result = testsupport::Run(argv, 20s);
-    EXPECT_TRUE(result.finished);
-    return std::make_pair(WIFEXITED(result.status) ? WEXITSTATUS(result.status) : -1, result.output);
+  const auto run = [](const std::string& script) {
+    return clitest::Velarnctl({"unit", "--local", "127.0.0.1:0", "--peer",
+                               "127.0.0.1:" + std::to_string(testsupport::FreeUdpPort()), "--script",
+                               script});
   };
-
   // A wait that times out ends the run at once with status 1.
   testsupport::WriteFile(folder.File("wait.txt"),
                          "# the link never comes up\necho ready\nwait ready 1\n"
                          "wait \"link connected\" 0.3\necho not reached\n");
-  auto waited = run({"--script", folder.File("wait.txt")});
-  EXPECT_EQ(1, waited.first) << waited.second;
-  EXPECT_NE(std::string::npos, waited.second.find("wait.txt:4: wait timed out after 0.3 s: link connected"))
-      << waited.second;
-  EXPECT_EQ(std::string::npos, waited.second.find("not reached"));
+  const clitest::Result waited = run(folder.File("wait.txt"));
+  EXPECT_EQ(1, waited.status);
+  EXPECT_TRUE(clitest::HasAll(waited.output, {"wait.txt:4: wait timed out after 0.3 s: link connected"}));
+  EXPECT_EQ(std::string::npos, waited.output.find("not reached"));
 
   // A bad command stops a script with status 2 and names its line; a
   // message file is found beside the script.
   testsupport::WriteFile(folder.File("msg.json"), "{\"id\": \"ResetInMsg\"}");
   testsupport::WriteFile(folder.File("bad.txt"), "send @msg.json\ntable 1=a b\nfly away\n");
-  auto bad = run({"--script", folder.File("bad.txt")});
-  EXPECT_EQ(2, bad.first) << bad.second;
-  EXPECT_NE(std::string::npos, bad.second.find("-> msg 0x0406 ResetInMsg (queued: link down)")) << bad.second;
-  EXPECT_NE(std::string::npos, bad.second.find("bad.txt:2: table: usage: table [KEY=TEXT...]")) << bad.second;
+  const clitest::Result bad = run(folder.File("bad.txt"));
+  EXPECT_EQ(2, bad.status);
+  EXPECT_TRUE(clitest::HasAll(bad.output, {"-> msg 0x0406 ResetInMsg (queued: link down)",
+                                           "bad.txt:2: table: usage: table [KEY=TEXT...]"}));
 
-  auto help = run({"--help"});
-  EXPECT_EQ(0, help.first);
-  for (const char* command : {"send", "pdu", "param", "change", "read", "table", "logbook", "network", "gps",
-                              "link down", "restart", "loss", "wait", "sleep", "quit"}) {
-    EXPECT_NE(std::string::npos, help.second.find(std::string("\n  ") + command)) << command;
-  }
+  const clitest::Result help = clitest::Velarnctl({"unit", "--help"});
+  EXPECT_EQ(0, help.status);
+  EXPECT_TRUE(
+      clitest::HasAll(help.output, {"\n  send", "\n  pdu", "\n  param", "\n  change", "\n  read", "\n  table",
+                                    "\n  logbook", "\n  network", "\n  gps", "\n  link down", "\n  restart",
+                                    "\n  loss", "\n  wait", "\n  sleep", "\n  quit"}));
 }
 
 }  // namespace

@@ -32,7 +32,7 @@ namespace {
 using namespace std::chrono_literals;
 using velarnctl::UnitOutput;
 
-TEST(UnitOutputTest, WaitFindsEarlierLinesAndUsesUpToTheMatch) {
+TEST(UnitOutputTest, WaitFindsEarlierLinesUsesUpToTheMatchAndForgetsTheOldest) {
   std::ostringstream printed;
   UnitOutput output(printed, false);
   std::atomic<bool> stop(false);
@@ -66,12 +66,8 @@ TEST(UnitOutputTest, WaitFindsEarlierLinesAndUsesUpToTheMatch) {
   EXPECT_EQ("] x\n", stamped.str().substr(stamped.str().size() - 4));
   stop = false;
   EXPECT_EQ(UnitOutput::WaitResult::Matched, timed.WaitFor(std::regex("^x$"), 1s, stop));
-}
 
-TEST(UnitOutputTest, ForgetsTheOldestUnreadLinesOnly) {
-  std::ostringstream printed;
-  UnitOutput output(printed, false);
-  std::atomic<bool> stop(false);
+  // Only the oldest unread lines are forgotten.
   for (size_t i = 0; i <= UnitOutput::kKept; ++i) {
     output.Line("line " + std::to_string(i));
   }
@@ -140,17 +136,6 @@ TEST(UnitMessageTextTest, NamesTheFieldsTheMessageClassesWrite) {
   working.extra.SetValue(4);
   EXPECT_EQ("0x0505 WorkingTimeReportOutMsg time=1 linkAge=0 previousState=1 newState=2 driverId=9 extra=4",
             LineOf(working));
-
-  quorlan::NewVelarnConnectedOutMsg connected;
-  connected.time.SetValue(2);
-  connected.orderIds.SetValue({1001, 1002});
-  connected.textMessageIds.SetValue({});
-  connected.release.SetValue("vld0.0404");
-  connected.resetMode.SetValue(1);
-  EXPECT_EQ(
-      "0x0580 NewVelarnConnectedOutMsg time=2 orderIds=[1001,1002] textMessageIds=[] release=\"vld0.0404\" "
-      "resetMode=1",
-      LineOf(connected));
 
   quorlan::ErrorOutMsg error;
   error.errorCode.SetValue(1);

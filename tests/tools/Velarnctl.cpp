@@ -24,4 +24,13 @@ Result Velarnctl(const std::vector<std::string>& args, const std::string& input)
   return result;
 }
 
+testing::AssertionResult HasAll(const std::string& text, const std::vector<std::string>& parts) {
+  for (const std::string& part : parts) {
+    if (text.find(part) == std::string::npos) {
+      return testing::AssertionFailure() << "missing: " << part << "\n--- in:\n" << text;
+    }
+  }
+  return testing::AssertionSuccess();
+}
+
 }  // namespace clitest
