@@ -47,6 +47,9 @@ TEST(SentencesTest, RMCWorkedExampleAndEmptyFields) {
   rmc.longitude = 999;
   rmc.speed = 65534;
   EXPECT_EQ("GPRMC,030405,A,0000.0000,N,00000.0599,E,3538.8,234.5,020100,,", rmc.GetBody());
+  // On the device time_t has 32 bits: dates after 2038 must not jump back to 1901.
+  rmc.time = UINT32_C(1267446896);  // 2040-02-29 12:34:56
+  EXPECT_EQ("GPRMC,123456,A,0000.0000,N,00000.0599,E,3538.8,234.5,290240,,", rmc.GetBody());
 }
 
 TEST(SentencesTest, GSAListsAtMostTwelveSatellites) {

@@ -7,7 +7,6 @@
 
 #include "common/Exceptions.h"
 #include "velarn/PDUBytes.h"
-#include "velarn/RecordingHandler.h"
 #include "velarn/pdu/AppMsgRegistry.h"
 #include "velarn/pdu/PDUWriter.h"
 
@@ -240,30 +239,6 @@ TEST(IncomingAppMsgsTest, MalformedExtendedBlockIsSkippedWithoutError) {
   auto kept = DecodeAs<AppMsg_7_1>(Block(Block(writer, FixExBlock(1, 2)), FixExBlock(3, 0)));
   EXPECT_EQ(1, kept->GetFixEx().satelliteCount);
   EXPECT_EQ(0xFF, kept->GetFixEx().satellites[1].number);
-}
-
-TEST(IncomingAppMsgsTest, DispatchCallsTheOverloadOfItsClass) {
-  const std::vector<PDUWriter> writers = {
-      PDUWriter(0x0102).Byte(1, 0),
-      PDUWriter(0x0403).Byte(1, 0),
-      PDUWriter(0x0405).Byte(1, 0).U16(2, 0),
-      PDUWriter(0x0406),
-      PDUWriter(0x0408).Text(1, ""),
-      PDUWriter(0x040A),
-      PDUWriter(0x0701),
-      PDUWriter(0x0802).Text(1, "n"),
-      PDUWriter(0x0804).Text(1, "n"),
-      PDUWriter(0x0806).Text(1, "n"),
-  };
-  velarntest::RecordingHandler handler;
-  for (const PDUWriter& writer : writers) {
-    Decode(writer)->Dispatch(handler);
-  }
-  EXPECT_EQ(std::vector<std::string>({"1:2", "4:3", "4:5", "4:6", "4:8", "4:A", "7:1", "8:2", "8:4", "8:6"}),
-            handler.calls);
-  EXPECT_EQ(std::vector<unsigned short>(
-                {0x0102, 0x0403, 0x0405, 0x0406, 0x0408, 0x040A, 0x0701, 0x0802, 0x0804, 0x0806}),
-            handler.ids);
 }
 
 }  // namespace
