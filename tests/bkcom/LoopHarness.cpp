@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "bkcom/VelarnMessageRegistry.h"
 #include "bkmp/bkmp.h"
 
@@ -43,22 +45,14 @@ std::vector<std::string> RecordingLoopHandler::Hooks() {
 
 size_t RecordingLoopHandler::Count(const std::string& hook) {
   std::lock_guard<std::mutex> lock(mutex);
-  size_t count = 0;
-  for (const std::string& each : hooks) {
-    count += each == hook ? 1 : 0;
-  }
-  return count;
+  return static_cast<size_t>(std::count(hooks.begin(), hooks.end(), hook));
 }
 
 bool RecordingLoopHandler::WaitForHook(const std::string& hook, size_t count,
                                        std::chrono::milliseconds timeout) {
   std::unique_lock<std::mutex> lock(mutex);
   return changed.wait_for(lock, timeout, [&] {
-    size_t seen = 0;
-    for (const std::string& each : hooks) {
-      seen += each == hook ? 1 : 0;
-    }
-    return seen >= count;
+    return static_cast<size_t>(std::count(hooks.begin(), hooks.end(), hook)) >= count;
   });
 }
 
@@ -86,16 +80,10 @@ bool LoopThread::Stop(std::chrono::milliseconds timeout) {
   while (!finished && std::chrono::steady_clock::now() < deadline) {
     std::this_thread::sleep_for(2ms);
   }
-  if (!finished) {
-    if (thread.joinable()) {
-      thread.detach();
-    }
-    return false;
-  }
   if (thread.joinable()) {
-    thread.join();
+    finished ? thread.join() : thread.detach();  // left behind if Run never ends
   }
-  return true;
+  return finished;
 }
 
 TestPeer::TestPeer() = default;
@@ -130,22 +118,19 @@ int TestPeer::Connect(const std::string& address, std::chrono::milliseconds time
 std::unique_ptr<CBrenikCommunicationMessage> TestPeer::Receive(std::chrono::milliseconds timeout, int* code) {
   const auto deadline = std::chrono::steady_clock::now() + timeout;
   int result = BKMP_E_TIMEOUT;
+  std::unique_ptr<CBrenikCommunicationMessage> message;
+  BKMPMessage handle = nullptr;
   do {
-    BKMPMessage handle = nullptr;
     result = BKMPConnectionReceive(client.GetConnection(), &handle);
-    if (result == BKMP_OK) {
-      std::unique_ptr<CBrenikCommunicationMessage> message(new CBrenikCommunicationMessage());
-      message->Attach(handle);
-      if (code != nullptr) {
-        *code = result;
-      }
-      return message;
-    }
   } while (result == BKMP_E_TIMEOUT && std::chrono::steady_clock::now() < deadline);
+  if (result == BKMP_OK) {
+    message.reset(new CBrenikCommunicationMessage());
+    message->Attach(handle);
+  }
   if (code != nullptr) {
     *code = result;
   }
-  return nullptr;
+  return message;
 }
 
 bool TestPeer::WaitForClose(std::chrono::milliseconds timeout) {

@@ -72,21 +72,6 @@ TEST(RegistryTest, MakesAndDispatchesExactlyTheIncomingClasses) {
   EXPECT_TRUE(handler.calls.empty());
 }
 
-// Unknown numbers and incomplete messages are covered over the socket; here
-// the "MessageID" itself: missing, or of another type.
-TEST(RegistryTest, DropsMessagesWithoutAnInt8MessageId) {
-  CBrenikCommunicationMessage source;
-  source.Create();
-  source.SetUint32("ActionId", 1);
-  EXPECT_EQ(nullptr, CVelarnMessageRegistry::Instance().CreateMessage(source));
-  source.SetUint32("MessageID", CGetAllItemsAction::kId);
-  EXPECT_EQ(nullptr, CVelarnMessageRegistry::Instance().CreateMessage(source));
-  source.SetInt8("MessageID", CGetAllItemsAction::kId);
-  std::unique_ptr<CVelarnMessage> made(CVelarnMessageRegistry::Instance().CreateMessage(source));
-  ASSERT_NE(nullptr, made);
-  EXPECT_EQ(1u, static_cast<CGetAllItemsAction&>(*made).actionId);
-}
-
 TEST(RegistryTest, HoldsAtMost45FactoriesAndMatchesTheLow8Bits) {
   OwnRegistry registry;
   EXPECT_EQ(28, registry.GetCount());

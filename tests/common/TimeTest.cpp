@@ -5,44 +5,35 @@
 #include "common/Generator.h"
 #include "common/Random.h"
 
+#include <vector>
+
 namespace {
 
 TEST(TimeTest, EpochConversionsKeepTheNoTimeValues) {
-  EXPECT_EQ(0u, common::FromEpoch2000(0));
-  EXPECT_EQ(0xFFFFFFFFu, common::FromEpoch2000(0xFFFFFFFFu));
-  EXPECT_EQ(946684801u, common::FromEpoch2000(1));
-  EXPECT_EQ(0u, common::ToEpoch2000(0));
-  EXPECT_EQ(0xFFFFFFFFu, common::ToEpoch2000(0xFFFFFFFFu));
-  // 2000-01-01 itself converts to 0, which then reads as "no time".
-  EXPECT_EQ(0u, common::ToEpoch2000(946684800u));
-  EXPECT_EQ(1u, common::ToEpoch2000(946684801u));
-  EXPECT_EQ(0u, common::ToEpoch2000Ms(0));
-  EXPECT_EQ(~0ull, common::ToEpoch2000Ms(~0ull));
-  EXPECT_EQ(1500ull, common::ToEpoch2000Ms(946684801500ull));
-  EXPECT_EQ(5u, common::TimeDifference(10, 5));
-  EXPECT_EQ(5u, common::TimeDifference(5, 10));
-  EXPECT_EQ(0xFFFFFFFFu, common::TimeDifference(0, 0xFFFFFFFFu));
+  // 0 and all ones mean "no time" and pass unchanged; 2000-01-01 itself becomes 0.
+  EXPECT_EQ((std::vector<uint32_t>{0, 0xFFFFFFFFu, 946684801u, 0, 0xFFFFFFFFu, 0, 1}),
+            (std::vector<uint32_t>{common::FromEpoch2000(0), common::FromEpoch2000(0xFFFFFFFFu),
+                                   common::FromEpoch2000(1), common::ToEpoch2000(0),
+                                   common::ToEpoch2000(0xFFFFFFFFu), common::ToEpoch2000(946684800u),
+                                   common::ToEpoch2000(946684801u)}));
+  EXPECT_EQ((std::vector<uint64_t>{0, ~0ull, 1500ull}),
+            (std::vector<uint64_t>{common::ToEpoch2000Ms(0), common::ToEpoch2000Ms(~0ull),
+                                   common::ToEpoch2000Ms(946684801500ull)}));
+  EXPECT_EQ((std::vector<uint32_t>{5, 5, 0xFFFFFFFFu}),
+            (std::vector<uint32_t>{common::TimeDifference(10, 5), common::TimeDifference(5, 10),
+                                   common::TimeDifference(0, 0xFFFFFFFFu)}));
 }
 
-TEST(GeneratorTest, NextAddsFirstAndWraps) {
-  common::Generator ids(1);
-  EXPECT_EQ(1u, ids.Current());
-  EXPECT_EQ(2u, ids.Next());
-  EXPECT_EQ(2u, ids.Current());
-  common::Generator last(0xFFFFFFFFu);
-  EXPECT_EQ(0u, last.Next());
-  EXPECT_EQ(1u, last.Next());
-}
-
-TEST(RandomTest, SameSeedSameSequence) {
-  common::Random a(12345);
-  common::Random b(12345);
-  for (int i = 0; i < 5; ++i) {
-    EXPECT_EQ(a.Next(), b.Next());
-  }
+TEST(TimeTest, GeneratorWrapsAndRandomFollowsRandR) {
+  common::Generator ids(0xFFFFFFFEu);
+  EXPECT_EQ(0xFFFFFFFFu, ids.Next());
+  EXPECT_EQ(0xFFFFFFFFu, ids.Current());
+  EXPECT_EQ(0u, ids.Next());
   unsigned seed = 12345;
-  common::Random c(12345);
-  EXPECT_EQ(rand_r(&seed), c.Next());
+  common::Random random(12345);
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(rand_r(&seed), random.Next());
+  }
 }
 
 }  // namespace

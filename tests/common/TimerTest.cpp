@@ -61,62 +61,20 @@ TEST_F(TimerTest, FiresAtItsDeadlineNeverEarlyWhateverTheWallClockDoes) {
   }
 }
 
-TEST_F(TimerTest, StopRestartSetIntervalAndPeriodicUse) {
-  // Stopped before its deadline: never fires.
-  std::vector<uint64_t> stoppedTimes;
+TEST_F(TimerTest, StopRestartSetIntervalPeriodicAndThrowingCallbacks) {
+  std::vector<uint64_t> stoppedTimes, restartedTimes, changedTimes, periodicTimes;
+  int throwingCalls = 0;
+  const uint64_t t0 = clock.MonotonicMs();
   Timer stopped(Record(stoppedTimes), manager, 100);
-  stopped.Start();
-  stopped.Stop();
-  stopped.Stop();  // harmless
-  clock.Advance(1000);
-  EXPECT_TRUE(stoppedTimes.empty());
-
-  // A restart before the deadline counts from the restart.
-  std::vector<uint64_t> restartedTimes;
   Timer restarted(Record(restartedTimes), manager, 300);
-  restarted.Start();
-  clock.Advance(200);
-  restarted.Start();
-  clock.Advance(299);
-  EXPECT_TRUE(restartedTimes.empty());
-  clock.Advance(1);
-  EXPECT_EQ(1u, restartedTimes.size());
-
-  // SetInterval leaves the running deadline; the next Start uses it.
-  std::vector<uint64_t> changedTimes;
   Timer changed(Record(changedTimes), manager, 150);
-  changed.Start();
-  changed.SetInterval(60000);
-  clock.Advance(150);
-  ASSERT_EQ(1u, changedTimes.size());
-  changed.Start();
-  clock.Advance(59999);
-  EXPECT_EQ(1u, changedTimes.size());
-  clock.Advance(1);
-  EXPECT_EQ(2u, changedTimes.size());
-
-  // A callback that starts its own timer makes a periodic one; one move of
-  // the clock over several periods fires it once, since it restarts from the
-  // moment it ran.
-  std::vector<uint64_t> periodicTimes;
+  // Restarting itself makes a timer periodic, counted from the moment it ran.
   Timer periodic(
       [&](Timer& self) {
-        periodicTimes.push_back(clock.MonotonicMs());
+        periodicTimes.push_back(clock.MonotonicMs() - t0);
         self.Start();
       },
       manager, 100);
-  periodic.Start();
-  clock.Advance(100);
-  clock.Advance(100);
-  clock.Advance(250);
-  ASSERT_EQ(3u, periodicTimes.size());
-  EXPECT_EQ(100u, periodicTimes[1] - periodicTimes[0]);
-  EXPECT_EQ(250u, periodicTimes[2] - periodicTimes[1]);
-}
-
-TEST_F(TimerTest, ThrowingOrEmptyCallbacksDontDisturbTheOthers) {
-  int throwingCalls = 0;
-  std::vector<uint64_t> laterTimes;
   Timer throwing(
       [&](Timer&) {
         ++throwingCalls;
@@ -124,14 +82,30 @@ TEST_F(TimerTest, ThrowingOrEmptyCallbacksDontDisturbTheOthers) {
       },
       manager, 10);
   Timer empty(Timer::Callback(), manager, 10);
-  Timer later(Record(laterTimes), manager, 10);
-  throwing.Start();
-  empty.Start();
-  later.Start();
+  for (Timer* timer : {&stopped, &restarted, &changed, &periodic, &throwing, &empty}) {
+    timer->Start();
+  }
+  stopped.Stop();
+  stopped.Stop();              // harmless
+  changed.SetInterval(60000);  // leaves the running deadline; the next Start uses it
   clock.Advance(10);
-  EXPECT_EQ(1, throwingCalls);
-  EXPECT_EQ(1u, laterTimes.size());
+  EXPECT_EQ(1, throwingCalls);  // neither it nor the empty one disturbs the others
   EXPECT_FALSE(empty.IsActive());
+  clock.Advance(190);
+  restarted.Start();  // counts from the restart
+  clock.Advance(299);
+  EXPECT_TRUE(restartedTimes.empty());
+  clock.Advance(1);
+  EXPECT_EQ(1u, restartedTimes.size());
+  ASSERT_EQ(1u, changedTimes.size());
+  changed.Start();
+  clock.Advance(59999);
+  EXPECT_EQ(1u, changedTimes.size());
+  clock.Advance(1);
+  EXPECT_EQ(2u, changedTimes.size());
+  EXPECT_TRUE(stoppedTimes.empty());
+  // Each move over one or more periods fires it once, where the move ends.
+  EXPECT_EQ((std::vector<uint64_t>{200, 499, 60499}), periodicTimes);
 }
 
 // On the system clock: a thread that sleeps towards a far deadline is woken

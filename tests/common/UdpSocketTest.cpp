@@ -29,21 +29,11 @@ sockaddr_in LocalAddress(const common::UdpSocket& socket) {
   return address;
 }
 
-TEST(UdpSocketTest, OpenAndCloseMisuse) {
-  common::UdpSocket socket;
-  socket.Open();
-  const int fd = socket.GetDescriptor();
-  EXPECT_EQ("socket is just open", Thrown<InvalidOperationException>([&] { socket.Open(); }));
-  EXPECT_EQ(fd, socket.GetDescriptor());
-  socket.Close();
-  EXPECT_EQ("port was closed", Thrown<InvalidOperationException>([&] { socket.Close(); }));
-}
-
-TEST(UdpSocketTest, ClosedSocketFailsInsteadOfWaiting) {
-  // Without a time-out (0), a wait on no descriptor at all would never end.
+TEST(UdpSocketTest, MisuseAndFailuresThrowWithTheirTexts) {
   common::UdpSocket socket;
   common::Buffer buffer(16, 200);
   sockaddr_in from{};
+  // Closed, it fails instead of waiting (with time-out 0, for ever) on no descriptor.
   for (int round = 0; round < 2; ++round) {
     buffer.Append(1);  // a failed receive empties it
     EXPECT_EQ(0u, Thrown<IOException>([&] {
@@ -53,15 +43,15 @@ TEST(UdpSocketTest, ClosedSocketFailsInsteadOfWaiting) {
                     socket.ReceiveFrom(buffer, from, 0);
                   }).find("can't read from socket (errno 9: "));
     socket.Open();
+    const int fd = socket.GetDescriptor();
+    EXPECT_EQ("socket is just open", Thrown<InvalidOperationException>([&] { socket.Open(); }));
+    EXPECT_EQ(fd, socket.GetDescriptor());
     socket.Close();
   }
-}
-
-TEST(UdpSocketTest, BindFailureCarriesErrno) {
-  common::UdpSocket first;
+  EXPECT_EQ("port was closed", Thrown<InvalidOperationException>([&] { socket.Close(); }));
+  common::UdpSocket first, second;
   first.Open();
   first.Bind(Loopback());
-  common::UdpSocket second;
   second.Open();
   EXPECT_EQ(0u, Thrown<IOException>([&] {
                   second.Bind(LocalAddress(first));
@@ -113,23 +103,20 @@ TEST(UdpSocketTest, DatagramsArriveWholeAndEmptyDiffersFromTimeout) {
 }
 
 TEST(UdpSocketTest, ConnectedPeersUseSendAndReceive) {
-  common::UdpSocket a;
-  common::UdpSocket b;
-  a.Open();
-  b.Open();
-  a.Bind(Loopback());
-  b.Bind(Loopback());
+  common::UdpSocket a, b;
+  for (common::UdpSocket* socket : {&a, &b}) {
+    socket->Open();
+    socket->Bind(Loopback());
+  }
   a.Connect(LocalAddress(b));
   b.Connect(LocalAddress(a));
-
   common::Buffer out(32, 200);
-  for (unsigned char byte : {0x42, 0x40, 0x00, 0x01}) {
-    out.Append(byte);
-  }
-  EXPECT_EQ(4, a.Send(out, 1000));
+  out.Append(0x42);
+  out.Append(0x40);
+  EXPECT_EQ(2, a.Send(out, 1000));
   common::Buffer in(0, 200);
-  ASSERT_EQ(4, b.Receive(in, 5000));
-  EXPECT_EQ(4u, in.GetCapacity());
+  ASSERT_EQ(2, b.Receive(in, 5000));
+  EXPECT_EQ(2u, in.GetCapacity());
   EXPECT_EQ(0x40, in[1]);
   EXPECT_EQ(-1, b.Receive(in, 10));
   EXPECT_EQ(0u, in.GetSize());

@@ -212,6 +212,9 @@ TEST(UnitCommandTest, OpensTheLinkAndAnswersGreetingParametersTableLogbook) {
   Rig rig;
   rig.StartUnit();
   rig.Command("param ZUK {\"id\": \"NewTextMessageInMsg\", \"nodes\": {\"1\": 7, \"2\": \"Hi\"}}");
+  // The simulator reads its commands on a thread of its own: a slow machine
+  // could have the daemon ask for ZUK before the value is set.
+  ASSERT_TRUE(rig.Printed(std::string("param ZUK value=hex:") + kTextMessage));
   ASSERT_TRUE(rig.events.WaitFor("connected 1"));
   ASSERT_TRUE(rig.Printed("<- pdu 4:2"));
   // The greeting, in its order, each answered where it asks for something.

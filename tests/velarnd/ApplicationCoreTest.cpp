@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <boost/pointer_cast.hpp>
 #include <chrono>
 #include <functional>
 #include <regex>
@@ -10,11 +11,10 @@
 #include <thread>
 #include <vector>
 
-#include <boost/pointer_cast.hpp>
-
 #include "bkcom/Actions.h"
 #include "bkcom/EventLoop.h"
 #include "bkcom/Events.h"
+#include "bkcom/IMessageSender.h"
 #include "bkcom/Text.h"
 #include "common/Time.h"
 #include "quorlan/IntegerMessageNode.h"
@@ -29,15 +29,10 @@
 #include "velarnctl/NavSession.h"
 #include "velarnd/ApplicationHarness.h"
 
-using velarndtest::ApplicationRig;
-using velarndtest::Deliver;
-using velarndtest::Handshake;
-using velarndtest::ServerMessage;
+using namespace velarndtest;
 using namespace std::chrono_literals;
 
 namespace {
-
-typedef std::vector<std::string> Lines;
 
 // The header of the event that a driver's text produces right now, as
 // "linkAge=... unitPosition=..." without the time and the text.
@@ -56,6 +51,23 @@ boost::shared_ptr<Node> NodeOf(const common::Buffer& bytes, uint8_t key) {
   message.Parse(bytes);
   return boost::dynamic_pointer_cast<Node>(message.GetNode(key));
 }
+
+bool FileHolds(const std::string& path, unsigned orders, unsigned textMessages) {
+  data::Database stored(path);
+  return stored.Load() && stored.orders.size() == orders && stored.textMessages.size() == textMessages;
+}
+
+// Counts what the application asks of the event loop from its timer thread.
+class DropCounter : public bkcom::IMessageSender {
+ public:
+  void Send(CVelarnMessage&) override {}
+  void DropClient() override { ++drops; }
+  std::atomic<int> drops{0};
+};
+
+const char kGreeting[] = "nav CVelarnInitBrenikAction ActionId=2 Version=\"1.0.5\" NavStateUpdate=60";
+// What follows the unread entries once the versions agree.
+const Lines kListening = {Logbook(2, 10), Privacy(false), "driver NotifyParamChanged NCI", "driver Listen"};
 
 }  // namespace
 
@@ -134,7 +146,7 @@ TEST(ApplicationCoreTest, TheEventHeaderCarriesTimeLinkAgePositionsAndTheUnitsFi
 
 TEST(ApplicationCoreTest, TheUnitLinkComesUpWithOrWithoutANewSession) {
   ApplicationRig rig;
-  velarndtest::NewText(rig, 1);
+  NewText(rig, 1);
   rig.application.OnStatusTableModified(rig.driver, {{1, "Start"}, {31, "Loading"}});
   rig.database.velarn.gpsFeedEnabled = true;
   rig.database.config.workingTimeEnabled = true;
@@ -152,9 +164,9 @@ TEST(ApplicationCoreTest, TheUnitLinkComesUpWithOrWithoutANewSession) {
   rig.application.OnConnected(rig.driver, true);
   EXPECT_EQ(
       Lines({"nav CConnectionStateEvent Connected=true",
-             "nav CFeaturesInfoEvent WTR=false Logbook=false AskDriverId=false GpsFeed=false",
-             velarndtest::Logbook(2, 10), velarndtest::Privacy(false), "nav CStatusListUpdatedEvent Type=2",
-             "nav CStatusListUpdatedEvent Type=1", "driver RequestParam GPF", "driver RequestParam ZUK"}),
+             "nav CFeaturesInfoEvent WTR=false Logbook=false AskDriverId=false GpsFeed=false", Logbook(2, 10),
+             Privacy(false), "nav CStatusListUpdatedEvent Type=2", "nav CStatusListUpdatedEvent Type=1",
+             "driver RequestParam GPF", "driver RequestParam ZUK"}),
       rig.log.Take());
   EXPECT_TRUE(rig.database.statuses.empty() && rig.database.orderStatuses.empty());
   EXPECT_EQ(2u, rig.database.config.newSessionBoundary);
@@ -220,7 +232,7 @@ TEST(ApplicationCoreTest, ServerMessagesThatDontParseAreReportedWithTheirTextAnd
   EXPECT_TRUE(rig.database.orders.empty());
 }
 
-TEST(ApplicationCoreTest, TheKeepAliveRunsAtTheNamedIntervalUntilZeroOrTheApplicationLeaves) {
+TEST(ApplicationCoreTest, TheKeepAliveAndTheLinkAgeFollowTheMonotonicClock) {
   testsupport::ManualClock clock;
   testsupport::ScopedClock installed(clock);
   ApplicationRig rig;
@@ -229,14 +241,23 @@ TEST(ApplicationCoreTest, TheKeepAliveRunsAtTheNamedIntervalUntilZeroOrTheApplic
     return std::count(rig.log.lines.begin(), rig.log.lines.end(), "nav CKeepAliveEvent");
   };
   rig.application.OnStart();
-  // A beat every second, each one starting the next.
+  // A beat every second, each one starting the next; setting the wall clock
+  // (from GPS or the network) in between moves neither the beat nor the
+  // link age.
   Handshake(rig, "1.0.5", 1);
-  clock.Advance(999);
+  clock.Advance(500);
+  clock.StepWall(3600000);
+  clock.Advance(499);
   EXPECT_EQ(0, keepAlives());
   clock.Advance(1);
   EXPECT_EQ(1, keepAlives());
   clock.Advance(1000);
   EXPECT_EQ(2, keepAlives());
+  rig.application.OnInterrupted(rig.driver);
+  clock.StepWall(-7200000);
+  clock.Advance(5300);
+  rig.log.Take();
+  EXPECT_EQ("linkAge=5", Header(rig));
   // An interval of 0, the application leaving, or a handshake in another
   // version each stop it.
   const std::vector<std::function<void()>> stops = {
@@ -292,7 +313,7 @@ TEST(ApplicationCoreTest, UnitEventsBesideRepeatedConnectsNeitherDeadlockNorOver
   std::thread feeder([world] {
     const auto deadline = std::chrono::steady_clock::now() + 60s;
     for (unsigned i = 0; !world->stopFeeding && std::chrono::steady_clock::now() < deadline; ++i) {
-      velarndtest::NewOrder(world->rig, 1 + i % 150);
+      NewOrder(world->rig, 1 + i % 150);
       ++world->fed;
       // Transcripts aren't wanted here; keep memory flat.
       boost::recursive_mutex::scoped_lock lock(world->rig.application.GetMutex());
@@ -338,4 +359,118 @@ TEST(ApplicationCoreTest, UnitEventsBesideRepeatedConnectsNeitherDeadlockNorOver
   loopThread.join();
   EXPECT_LT(0u, fedDuringRounds);
   delete world;
+}
+
+// Between two stops the database reaches the disk within a checkpoint of a
+// change, so that a power cut loses seconds, not the day; an unchanged
+// database isn't written again.
+TEST(ApplicationCheckpointTest, WritesChangesWhileRunningAndOnlyChanges) {
+  testsupport::TempDir folder;
+  const std::string path = folder.File("velarnd.db");
+  testsupport::ManualClock clock;
+  testsupport::ScopedClock installed(clock);
+  ApplicationRig rig;
+  rig.database.path = path;
+  const uint64_t checkpoint = velarnd::Application::kCheckpointMs;
+
+  rig.application.OnStart();
+  // Nothing changed yet: no file appears.
+  clock.Advance(2 * checkpoint);
+  EXPECT_FALSE(FileHolds(path, 0, 0));
+
+  NewOrder(rig, 7);
+  clock.Advance(checkpoint);
+  EXPECT_TRUE(FileHolds(path, 1, 0));
+  NewText(rig, 3);
+  clock.Advance(checkpoint);
+  EXPECT_TRUE(FileHolds(path, 1, 1));
+
+  // The stop writes whatever is left, at once.
+  FromServer(rig, R"({"id": "CancelOrderInMsg", "nodes": {"1": 7}})");
+  rig.application.OnStop();
+  EXPECT_TRUE(FileHolds(path, 0, 1));
+}
+
+// A navigation application that connects and never answers the greeting is
+// let go after the handshake's time-out; one that answers stays.
+TEST(ApplicationPeersTest, AnApplicationThatNeverAnswersTheGreetingIsLetGo) {
+  ApplicationRig rig;
+  DropCounter loop;
+  rig.application.SetSender(&loop);
+  rig.application.SetHandshakeTimeout(200);
+  rig.application.OnStart();
+
+  rig.application.OnClientConnected();
+  EXPECT_TRUE(testsupport::WaitUntil([&] { return loop.drops == 1; }, 5s));
+  rig.application.OnClientDisconnected();
+
+  // Answered, in the right version or another: the application stays.
+  for (const char* version : {"1.0.5", "0.9"}) {
+    rig.application.OnClientConnected();
+    CBrenikInitVelarnAction answer;
+    answer.actionId = 3;
+    bkcom::CopyText(answer.version, version);
+    Deliver(rig.application, answer);
+    std::this_thread::sleep_for(600ms);
+    EXPECT_EQ(1, loop.drops) << version;
+    rig.application.OnClientDisconnected();
+  }
+  rig.application.OnStop();
+}
+
+TEST(ApplicationHandshakeTest, GreetsThenListensOnlyForTheSameVersion) {
+  ApplicationRig rig;
+  // Fixes kept across the gap count as last known.
+  rig.database.velarn.gps.status = 'A';
+  rig.database.zu.gps.status = 'A';
+  rig.application.OnClientConnected();
+  EXPECT_EQ(Lines({kGreeting}), rig.log.Take());
+  EXPECT_EQ('L', rig.database.velarn.gps.status);
+  EXPECT_EQ('L', rig.database.zu.gps.status);
+
+  Handshake(rig, "1.0.4");
+  EXPECT_EQ(Lines({"nav CAcknowledge ActionId=1 Error=2", "driver Disconnect"}), rig.log.Take());
+
+  Handshake(rig);
+  EXPECT_EQ(Lines({"nav CAcknowledge ActionId=1 Error=1", Logbook(2, 10), Privacy(false),
+                   "driver NotifyParamChanged NCI", "driver Listen"}),
+            rig.log.Take());
+
+  // The second greeting counts its id on; no fix stays none.
+  rig.database.velarn.gps.status = 'V';
+  rig.application.OnClientConnected();
+  EXPECT_EQ(Lines({"nav CVelarnInitBrenikAction ActionId=3 Version=\"1.0.5\" NavStateUpdate=60"}),
+            rig.log.Take());
+  EXPECT_EQ('V', rig.database.velarn.gps.status);
+}
+
+// After a restart the scenarios show the same with the stored inbox.
+TEST(ApplicationHandshakeTest, EachAnswerBringsExactlyTheUnreadEntriesNewestFirstAndTheActiveOrder) {
+  ApplicationRig rig;
+  NewOrder(rig, 1);         // key 2, read below
+  NewText(rig, 7, "seen");  // 3, read
+  NewOrder(rig, 2, true);   // 4
+  NewText(rig, 8, "news");  // 5
+  NewOrder(rig, 3);         // 6, started below
+  NewOrder(rig, 4);         // 7
+  OrderAction<CMarkReadOrderAction>(rig, 1, 1);
+  OrderAction<CMarkReadOrderAction>(rig, 2, 3);
+  OrderAction<CStartOrderAction>(rig, 3, 3);
+  CMarkReadTextMessageAction readText;
+  readText.msgId = 7;
+  Deliver(rig.application, readText);
+  rig.application.OnClientConnected();
+  rig.log.Take();
+  Lines expected = {
+      "nav CAcknowledge ActionId=1 Error=1",
+      OrderLine("COrderReceivedEvent", 4, 7, 0),
+      "nav CTextMessageReceivedEvent Msg_.Id=8 Msg_.SKey=5 Msg_.Read=false Msg_.Text=\"news\"",
+      OrderLine("COrderReceivedEvent", 2, 4, 1),
+      OrderLine("COrderModifiedEvent", 3, 6, 9, " Remote=false"),
+  };
+  expected.insert(expected.end(), kListening.begin(), kListening.end());
+  for (int answer = 1; answer <= 2; ++answer) {
+    Handshake(rig);
+    EXPECT_EQ(expected, Untimed(rig.log.Take())) << "answer " << answer;
+  }
 }

@@ -14,6 +14,22 @@
 
 namespace velarndtest {
 
+namespace {
+
+// The velarnctl unit line of a server message, with time=T for the event time.
+std::string ServerLine(const common::Buffer& bytes) {
+  quorlan::Message message;
+  try {
+    message.Parse(bytes);
+  } catch (const std::exception& error) {
+    return std::string("unparsable (") + error.what() + ")";
+  }
+  static const std::regex eventTime("^(0x[0-9a-fA-F]+ \\w+OutMsg) time=[0-9]+ ");
+  return std::regex_replace(velarnctl::MessageLine(message), eventTime, "$1 time=T ");
+}
+
+}  // namespace
+
 std::vector<std::string> EventLog::Take() {
   std::vector<std::string> taken;
   taken.swap(lines);
@@ -92,17 +108,6 @@ common::Buffer ServerMessage(const std::string& json) {
   common::Buffer bytes(64, 200);
   message.Serialize(bytes);
   return bytes;
-}
-
-std::string ServerLine(const common::Buffer& bytes) {
-  quorlan::Message message;
-  try {
-    message.Parse(bytes);
-  } catch (const std::exception& error) {
-    return std::string("unparsable (") + error.what() + ")";
-  }
-  static const std::regex eventTime("^(0x[0-9a-fA-F]+ \\w+OutMsg) time=[0-9]+ ");
-  return std::regex_replace(velarnctl::MessageLine(message), eventTime, "$1 time=T ");
 }
 
 void FromServer(ApplicationRig& rig, const std::string& json) {

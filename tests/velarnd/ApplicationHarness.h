@@ -27,6 +27,8 @@
 
 namespace velarndtest {
 
+using Lines = std::vector<std::string>;
+
 class EventLog {
  public:
   void Add(const std::string& party, const std::string& line) { lines.push_back(party + " " + line); }
@@ -116,9 +118,6 @@ void Deliver(velarnd::Application& application, T& message) {
 // Builds a server message from the JSON form of "velarnctl msg encode", e.g.
 // {"id": "NewOrderInMsg", "nodes": {"1": 1001, ...}}.
 common::Buffer ServerMessage(const std::string& json);
-
-// The velarnctl unit line of a server message, with time=T for the event time.
-std::string ServerLine(const common::Buffer& bytes);
 
 // A server message from the unit, as the driver hands it to the application.
 void FromServer(ApplicationRig& rig, const std::string& json);

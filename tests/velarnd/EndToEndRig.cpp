@@ -13,7 +13,6 @@
 #include <fstream>
 #include <iostream>
 #include <sstream>
-#include <stdexcept>
 #include <thread>
 
 namespace e2e {
@@ -26,20 +25,6 @@ namespace {
 // time-out and the driver joins its threads. Loaded machines and sanitizer
 // builds take longer than a device would; this is a bound, not a goal.
 constexpr std::chrono::milliseconds kStopBound = 5s;
-
-std::string Joined(const std::vector<std::string>& lines) {
-  std::string text;
-  for (const std::string& line : lines) {
-    text += "  " + line + "\n";
-  }
-  return text;
-}
-
-}  // namespace
-
-// --- Party ---
-
-namespace {
 
 testsupport::ChildProcess::Options InputOptions(bool withInput) {
   testsupport::ChildProcess::Options options;
@@ -95,37 +80,12 @@ bool Party::Finish(std::chrono::milliseconds timeout, int& exitStatus) {
   return ended;
 }
 
-testing::AssertionResult Party::Expect(const std::string& pattern, std::chrono::milliseconds timeout,
-                                       std::string* matched) {
-  const std::regex regex(pattern);
-  const auto deadline = std::chrono::steady_clock::now() + timeout;
-  for (;;) {
-    // Whether the process had ended before the lines were read: then no
-    // further line can come.
-    const bool over = Ended();
-    const std::vector<std::string> lines = Lines();
-    for (; cursor < lines.size(); ++cursor) {
-      if (std::regex_search(lines[cursor], regex)) {
-        if (matched != nullptr) {
-          *matched = lines[cursor];
-        }
-        ++cursor;
-        return testing::AssertionSuccess();
-      }
-    }
-    if (over) {
-      return testing::AssertionFailure() << name << " ended (status " << status
-                                         << ") without a line matching \"" << pattern << "\"; it printed:\n"
-                                         << child.Output();
-    }
-    if (std::chrono::steady_clock::now() >= deadline) {
-      return testing::AssertionFailure() << name << " printed no line matching \"" << pattern << "\" within "
-                                         << timeout.count() << " ms; it printed:\n"
-                                         << child.Output();
-    }
-    Pump();
-    std::this_thread::sleep_for(5ms);
-  }
+testing::AssertionResult Party::Expect(const std::string& pattern, std::chrono::milliseconds timeout) {
+  return Await(pattern, timeout, true);
+}
+
+testing::AssertionResult Party::WaitFor(const std::string& pattern, std::chrono::milliseconds timeout) {
+  return Await(pattern, timeout, false);
 }
 
 std::string Party::Find(const std::string& pattern) {
@@ -138,17 +98,27 @@ std::string Party::Find(const std::string& pattern) {
   return "";
 }
 
-testing::AssertionResult Party::WaitFor(const std::string& pattern, std::chrono::milliseconds timeout) {
+testing::AssertionResult Party::Await(const std::string& pattern, std::chrono::milliseconds timeout,
+                                      bool afterCursor) {
+  const std::regex regex(pattern);
   const auto deadline = std::chrono::steady_clock::now() + timeout;
   for (;;) {
+    // Whether the process had ended before the lines were read: then no
+    // further line can come.
     const bool over = Ended();
-    if (!Find(pattern).empty()) {
-      return testing::AssertionSuccess();
+    const std::vector<std::string> lines = Lines();
+    for (size_t i = afterCursor ? cursor : 0; i < lines.size(); ++i) {
+      if (std::regex_search(lines[i], regex)) {
+        cursor = afterCursor ? i + 1 : cursor;
+        return testing::AssertionSuccess();
+      }
     }
     if (over || std::chrono::steady_clock::now() >= deadline) {
-      return testing::AssertionFailure() << name << (over ? " ended" : " went on")
-                                         << " without a line matching \"" << pattern << "\"; it printed:\n"
-                                         << child.Output();
+      return testing::AssertionFailure()
+             << name << (over ? " ended (status " + std::to_string(status) + ")" : "")
+             << " printed no line matching \"" << pattern << "\" within " << timeout.count()
+             << " ms; it printed:\n"
+             << child.Output();
     }
     Pump();
     std::this_thread::sleep_for(5ms);
@@ -212,17 +182,7 @@ Party& Service::StartUnit(const std::vector<std::string>& options) {
   return *unit;
 }
 
-testing::AssertionResult Service::StopUnit() {
-  unit->CloseInput();
-  int status = 0;
-  if (!unit->Finish(10s, status)) {
-    return testing::AssertionFailure() << "the unit didn't end at the end of its input";
-  }
-  if (ExitCode(status) != 0) {
-    return testing::AssertionFailure() << "the unit ended with waitpid status " << status;
-  }
-  return testing::AssertionSuccess();
-}
+testing::AssertionResult Service::StopUnit() { return End(*unit); }
 
 Party& Service::StartNav(const std::vector<std::string>& options) {
   if (nav) {
@@ -234,6 +194,12 @@ Party& Service::StartNav(const std::vector<std::string>& options) {
   argv.insert(argv.end(), options.begin(), options.end());
   nav.reset(new Party("velarnctl nav #" + std::to_string(++navStarts), argv, true, [this] { DrainAll(); }));
   return *nav;
+}
+
+testing::AssertionResult Service::StopAll() {
+  testing::AssertionResult result = End(*nav);
+  result = result ? StopUnit() : result;
+  return result ? StopDaemon() : result;
 }
 
 void Service::DrainAll() {
@@ -278,23 +244,17 @@ std::vector<std::string> Transcript(const std::vector<std::string>& lines, const
   return kept;
 }
 
-std::vector<std::string> ReadScenarioFile(const std::string& name) {
-  const std::string path = std::string(VELARND_SCENARIOS) + "/" + name;
-  std::ifstream in(path);
-  if (!in) {
-    throw std::runtime_error("can't read " + path);
-  }
-  std::vector<std::string> lines;
-  std::string line;
-  while (std::getline(in, line)) {
-    lines.push_back(line);
-  }
-  return lines;
-}
-
 testing::AssertionResult MatchesScenarioFile(const std::string& name,
                                              const std::vector<std::string>& actual) {
-  const std::vector<std::string> expected = ReadScenarioFile(name);
+  const std::string path = std::string(VELARND_SCENARIOS) + "/" + name;
+  std::ifstream in(path);
+  std::vector<std::string> expected;
+  for (std::string line; std::getline(in, line);) {
+    expected.push_back(line);
+  }
+  if (!in.eof()) {
+    return testing::AssertionFailure() << "can't read " << path;
+  }
   if (expected == actual) {
     return testing::AssertionSuccess();
   }
@@ -307,7 +267,7 @@ testing::AssertionResult MatchesScenarioFile(const std::string& name,
                                      << (first < expected.size() ? expected[first] : "(end)")
                                      << "\n  actual:   " << (first < actual.size() ? actual[first] : "(end)")
                                      << "\nwhole transcript:\n"
-                                     << Joined(actual);
+                                     << testing::PrintToString(actual);
 }
 
 std::string SessionText(uint16_t session) {
@@ -341,14 +301,14 @@ const std::regex& ServerMessages() {
   return messages;
 }
 
-testing::AssertionResult EndNav(Party& nav) {
-  nav.CloseInput();
+testing::AssertionResult End(Party& party) {
+  party.CloseInput();
   int status = 0;
-  if (!nav.Finish(std::chrono::seconds(10), status)) {
-    return testing::AssertionFailure() << "velarnctl nav didn't end";
+  if (!party.Finish(std::chrono::seconds(10), status)) {
+    return testing::AssertionFailure() << party.Name() << " didn't end at the end of its input";
   }
   if (ExitCode(status) != 0) {
-    return testing::AssertionFailure() << "velarnctl nav ended with " << ExitCode(status);
+    return testing::AssertionFailure() << party.Name() << " ended with " << ExitCode(status);
   }
   return testing::AssertionSuccess();
 }

@@ -41,7 +41,6 @@ class Party {
   Party& operator=(const Party&) = delete;
 
   const std::string& Name() const { return name; }
-  pid_t Pid() const { return child.Pid(); }
 
   // Writes text to the standard input; CloseInput ends it.
   void Input(const std::string& text) { child.WriteInput(text); }
@@ -51,8 +50,7 @@ class Party {
   // Waits for the next line that pattern matches anywhere; the matched line,
   // or a failure that shows the output. Gives up at once when the process has
   // ended and nothing more can come.
-  testing::AssertionResult Expect(const std::string& pattern, std::chrono::milliseconds timeout,
-                                  std::string* matched = nullptr);
+  testing::AssertionResult Expect(const std::string& pattern, std::chrono::milliseconds timeout);
   // The first line printed so far that pattern matches, or "" (ignores and
   // moves no cursor).
   std::string Find(const std::string& pattern);
@@ -63,7 +61,6 @@ class Party {
   bool Finish(std::chrono::milliseconds timeout, int& status);
   // Whether the process has ended (it is then reaped and its status kept).
   bool Ended();
-  int Status() const { return status; }
 
   // The complete lines printed so far.
   std::vector<std::string> Lines();
@@ -71,6 +68,9 @@ class Party {
 
  private:
   void Pump();
+  // Expect (afterCursor) and WaitFor.
+  testing::AssertionResult Await(const std::string& pattern, std::chrono::milliseconds timeout,
+                                 bool afterCursor);
 
   std::string name;
   testsupport::ChildProcess child;
@@ -93,8 +93,6 @@ class Service {
   std::string DatabaseFile() const { return dir.File("velarnd.db"); }
   std::string ContextFile() const { return dir.File("velarnd.ctx"); }
   std::string GpsPipe() const { return dir.File("gps.pipe"); }
-  uint16_t DaemonPort() const { return daemonPort; }
-  uint16_t UnitPort() const { return unitPort; }
 
   // Starts velarnd in console mode (with a GPS pipe if asked).
   Party& StartDaemon(bool withGpsPipe = false);
@@ -114,6 +112,10 @@ class Service {
   // new one replaces the previous, which must have ended.
   Party& StartNav(const std::vector<std::string>& options = {});
   Party& Nav() { return *nav; }
+
+  // Ends the navigation simulator's and the unit's input, then stops the
+  // daemon: success when all three ended with status 0.
+  testing::AssertionResult StopAll();
 
   // Every party's output, for the report of a failed scenario.
   std::string Outputs();
@@ -146,9 +148,6 @@ struct Mask {
 std::vector<std::string> Transcript(const std::vector<std::string>& lines, const std::regex& keep,
                                     const std::vector<Mask>& masks = {});
 
-// Lines of a file in the scenarios folder.
-std::vector<std::string> ReadScenarioFile(const std::string& name);
-
 // Compares a transcript with the file; on a difference the message shows
 // both and the first line where they part.
 testing::AssertionResult MatchesScenarioFile(const std::string& name, const std::vector<std::string>& actual);
@@ -168,9 +167,9 @@ const std::regex& NavStory();
 // The unit's lines of server messages, both ways.
 const std::regex& ServerMessages();
 
-// Ends a navigation simulator's input and waits (bounded) for it to end;
-// true if it ended with status 0.
-testing::AssertionResult EndNav(Party& nav);
+// Ends a simulator's input and waits (bounded) for it to end; true if it
+// ended with status 0.
+testing::AssertionResult End(Party& party);
 
 // A scenario's fixture: the service's folder and ports, and on failure every
 // party's whole output in the report.
