@@ -1,149 +1,162 @@
-#include <errno.h>
+// The GPS pipe: made readable for everyone, only a pipe or a regular file is
+// used, and a reader that comes late reads fresh fixes.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <functional>
 #include <string>
-#include <utility>
 
-#include "common/Exceptions.h"
 #include "nmea/GSASentence.h"
+#include "nmea/GSVSentence.h"
 #include "nmea/NamedPipeGPSFeeder.h"
 #include "nmea/NullGPSFeeder.h"
 #include "nmea/RMCSentence.h"
-#include "support/Process.h"
 #include "support/TempDir.h"
 
 namespace {
 
 using namespace nmea;
 
-RMCSentence ExampleRMC() {
-  RMCSentence rmc;
-  rmc.time = 300000000;
-  rmc.status = 'A';
-  rmc.latitude = 52370216;
-  rmc.longitude = 4895168;
-  rmc.speed = 1000;
-  rmc.course = 2345;
-  return rmc;
-}
+const std::string kEmptyRMC = "$GPRMC,,,,,,,,,,,*67\r\n";
 
-const char* const kExampleLine = "$GPRMC,052000,A,5222.2129,N,00453.7100,E,54.0,234.5,040709,,*2A\r\n";
-
-// Restores the test process's file mode mask, which the feeder sets to 0.
-class NamedPipeGPSFeederTest : public ::testing::Test {
- protected:
-  void SetUp() override { savedMask = umask(0077); }
-  void TearDown() override { umask(savedMask); }
-  mode_t savedMask = 0;
-  testsupport::TempDir dir;
-};
-
-TEST_F(NamedPipeGPSFeederTest, MakesAPipeThatARealReaderReceives) {
-  const std::string path = dir.File("gps");
-  NamedPipeGPSFeeder feeder(path);
-  struct stat info;
-  ASSERT_EQ(0, stat(path.c_str(), &info));
-  EXPECT_TRUE(S_ISFIFO(info.st_mode));
-  // 0644 although the process's mask was 0077: the feeder cleared it.
-  EXPECT_EQ(0644u, info.st_mode & 0777);
-  EXPECT_EQ(0u, umask(0));
-  EXPECT_FALSE(feeder.IsOpen());
-
-  feeder.Open();  // doesn't wait for a reader
-  EXPECT_TRUE(feeder.IsOpen());
-  testsupport::ChildProcess reader({"/bin/cat", path});
-  feeder.Write(ExampleRMC());
-  GSASentence gsa;
-  feeder.Write(gsa);
-  const std::string expected = std::string(kExampleLine) + ToString(gsa);
-  EXPECT_TRUE(reader.WaitForOutput(expected, std::chrono::seconds(10))) << reader.Output();
-  EXPECT_EQ(expected, reader.Output());
-
-  // Closing the feed ends the reader's file; after the next opening a reader
-  // gets the new sentences (waiting for the end first keeps this steady).
-  feeder.Close();
-  EXPECT_FALSE(feeder.IsOpen());
-  int status = 0;
-  EXPECT_TRUE(reader.Wait(std::chrono::seconds(10), status));
-  feeder.Open();
-  testsupport::ChildProcess next({"/bin/cat", path});
-  feeder.Write(ExampleRMC());
-  EXPECT_TRUE(next.WaitForOutput(kExampleLine, std::chrono::seconds(10))) << next.Output();
-}
-
-TEST_F(NamedPipeGPSFeederTest, WhateverLiesAtThePathIsUsed) {
-  // A pipe from an earlier run.
-  const std::string pipePath = dir.File("pipe");
-  ASSERT_EQ(0, mkfifo(pipePath.c_str(), 0600));
-  NamedPipeGPSFeeder reused(pipePath);
-  reused.Open();
-  reused.Write(ExampleRMC());
-  reused.Close();
-
-  // A regular file is taken for the pipe; the sentence lands in it.
-  const std::string filePath = dir.File("file");
-  testsupport::WriteFile(filePath, std::string(100, '.'));
-  {
-    NamedPipeGPSFeeder feeder(filePath);
-    feeder.Open();
-    feeder.Write(ExampleRMC());
-  }  // the destructor closes it, and leaves the file
-  const std::string content = testsupport::ReadFile(filePath);
-  EXPECT_EQ(kExampleLine, content.substr(0, std::string(kExampleLine).size()));
-  EXPECT_EQ(100u, content.size());
-}
-
-// The IOException of action: its errno and the start of its text.
-std::pair<int, std::string> IOFailure(const std::function<void()>& action) {
+std::string What(const std::function<void()>& action) {
   try {
     action();
-  } catch (const IOException& error) {
-    const std::string text = error.what();
-    return {error.GetErrorNumber(), text.substr(0, text.find(" (errno "))};
-  }
-  return {0, ""};
-}
-
-std::string WrongState(const std::function<void()>& action) {
-  try {
-    action();
-  } catch (const InvalidOperationException& error) {
+  } catch (const std::exception& error) {
     return error.what();
   }
   return "";
 }
 
-TEST_F(NamedPipeGPSFeederTest, FailuresAndWrongStates) {
-  EXPECT_EQ(std::make_pair(ENOENT, std::string("can't create named pipe")),
-            IOFailure([&] { NamedPipeGPSFeeder missing(dir.File("no/such/folder")); }));
-  NamedPipeGPSFeeder feeder(dir.File("gps"));
-  EXPECT_EQ(std::make_pair(EBADF, std::string("can write gps data")),
-            IOFailure([&] { feeder.Write(ExampleRMC()); }));
-  EXPECT_EQ("feeder is just closed", WrongState([&] { feeder.Close(); }));
-  feeder.Open();
-  EXPECT_EQ("feeder is just open", WrongState([&] { feeder.Open(); }));
-  // The first descriptor is still in use.
-  EXPECT_TRUE(feeder.IsOpen());
-  feeder.Write(ExampleRMC());
-  feeder.Close();
+// Restores the test process's file mode mask, which the feeder sets to 0.
+class GPSFeedersTest : public ::testing::Test {
+ protected:
+  void SetUp() override { savedMask = umask(0077); }
+  void TearDown() override { umask(savedMask); }
+  // Everything that a reader who opens the pipe now can read.
+  std::string ReadLate(const std::string& path) {
+    const int reader = open(path.c_str(), O_RDONLY | O_NONBLOCK);
+    EXPECT_EQ(getpagesize(), fcntl(reader, F_GETPIPE_SZ));
+    std::string text;
+    char chunk[4096];
+    for (ssize_t got; (got = read(reader, chunk, sizeof(chunk))) > 0;) {
+      text.append(chunk, static_cast<size_t>(got));
+    }
+    close(reader);
+    return text;
+  }
+  mode_t savedMask = 0;
+  testsupport::TempDir dir;
+};
+
+TEST_F(GPSFeedersTest, BothFeedersKeepTheirStateAndThePipeIsForEveryone) {
+  const std::string path = dir.File("gps");
+  EXPECT_EQ(0u, What([&] {
+                  NamedPipeGPSFeeder missing(dir.File("no/such/folder"));
+                }).find("can't create named pipe (errno 2:"));
+  NamedPipeGPSFeeder pipe(path);
+  struct stat info {};
+  ASSERT_EQ(0, stat(path.c_str(), &info));
+  EXPECT_TRUE(S_ISFIFO(info.st_mode));
+  // 0644 although the process's mask was 0077: the feeder cleared it.
+  EXPECT_EQ(0644u, info.st_mode & 0777);
+  EXPECT_EQ(0u, umask(0));
+  EXPECT_EQ(0u, What([&] { pipe.Write(RMCSentence()); }).find("can write gps data (errno 9:"));
+  NullGPSFeeder null;
+  null.Write(RMCSentence());  // nothing, not even while closed
+  for (IGPSFeeder* feeder : {static_cast<IGPSFeeder*>(&null), static_cast<IGPSFeeder*>(&pipe)}) {
+    EXPECT_FALSE(feeder->IsOpen());
+    EXPECT_EQ("feeder is just closed", What([&] { feeder->Close(); }));
+    feeder->Open();  // doesn't wait for a reader
+    EXPECT_EQ("feeder is just open", What([&] { feeder->Open(); }));
+    EXPECT_TRUE(feeder->IsOpen());  // on its first descriptor
+    feeder->Write(RMCSentence());
+    feeder->Write(GSASentence());
+  }
+  EXPECT_EQ(kEmptyRMC + ToString(GSASentence()), ReadLate(path));
+  // Closing the feed ends a reader's file; opened again, it feeds anew.
+  const int reader = open(path.c_str(), O_RDONLY | O_NONBLOCK);
+  pipe.Close();
+  null.Close();
+  EXPECT_FALSE(pipe.IsOpen() || null.IsOpen());
+  char byte;
+  EXPECT_EQ(0, read(reader, &byte, 1));
+  close(reader);
+  pipe.Open();
+  pipe.Write(RMCSentence());
+  EXPECT_EQ(kEmptyRMC, ReadLate(path));
 }
 
-TEST(NullGPSFeederTest, KeepsTheStateAndWritesNothing) {
-  NullGPSFeeder feeder;
-  EXPECT_FALSE(feeder.IsOpen());
-  EXPECT_EQ("feeder is just closed", WrongState([&] { feeder.Close(); }));
-  feeder.Write(ExampleRMC());  // nothing, not even while closed
+TEST_F(GPSFeedersTest, OnlyAPipeOrARegularFileIsUsed) {
+  const std::string link = "can't open named pipe (errno 40: Too many levels of symbolic links)";
+  ASSERT_EQ(0, mkfifo(dir.File("fifo").c_str(), 0600));  // from an earlier run
+  testsupport::WriteFile(dir.File("file"), std::string(100, '.'));
+  ASSERT_EQ(0, symlink(dir.File("fifo").c_str(), dir.File("to-fifo").c_str()));
+  ASSERT_EQ(0, symlink(dir.File("nowhere").c_str(), dir.File("dangling").c_str()));
+  ASSERT_EQ(0, mkdir(dir.File("folder").c_str(), 0755));
+  const std::vector<std::pair<std::string, std::string>> cases = {
+      {"fifo", ""},
+      {"file", ""},
+      {"to-fifo", link},
+      {"dangling", link},
+      {"folder", "can't open named pipe (not a FIFO or a regular file)"},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(c.second, What([&] {
+                NamedPipeGPSFeeder feeder(dir.File(c.first));
+                feeder.Open();
+                feeder.Write(RMCSentence());
+              }))
+        << c.first;
+  }
+  // The sentence lands at the start of a regular file, which keeps its size.
+  EXPECT_EQ(kEmptyRMC + std::string(100 - kEmptyRMC.size(), '.'), testsupport::ReadFile(dir.File("file")));
+
+  // Swapped for a link after the start: the opening refuses it as well, and
+  // the link's target stays empty.
+  NamedPipeGPSFeeder feeder(dir.File("fifo"));
+  ASSERT_EQ(0, symlink(dir.File("file").c_str(), dir.File("to-file").c_str()));
+  ASSERT_EQ(0, rename(dir.File("to-file").c_str(), dir.File("fifo").c_str()));
+  testsupport::WriteFile(dir.File("file"), "");
+  EXPECT_EQ(link, What([&] { feeder.Open(); }));
+  EXPECT_EQ("", testsupport::ReadFile(dir.File("file")));
+}
+
+TEST_F(GPSFeedersTest, AReaderThatComesLateReadsFreshSentences) {
+  const std::string path = dir.File("gps");
+  NamedPipeGPSFeeder feeder(path);
   feeder.Open();
-  EXPECT_TRUE(feeder.IsOpen());
-  EXPECT_EQ("feeder is just open", WrongState([&] { feeder.Open(); }));
-  feeder.Write(ExampleRMC());
-  feeder.Close();
-  EXPECT_FALSE(feeder.IsOpen());
+  // Ten minutes of fixes at one a second, as the daemon writes them, with
+  // nobody reading: the latest two fixes wait in the pipe.
+  std::string previous, latest;
+  for (uint32_t second = 0; second < 600; ++second) {
+    RMCSentence rmc;
+    rmc.time = 300000000 + second;
+    GSASentence gsa;
+    GSVSentence gsv;
+    previous = latest;
+    latest = ToString(rmc) + ToString(gsa) + ToString(gsv) + ToString(gsv);
+    feeder.Write(rmc);
+    feeder.Write(gsa);
+    feeder.Write(gsv);
+    feeder.Write(gsv);
+  }
+  EXPECT_EQ(previous + latest, ReadLate(path));
+
+  // Without fixes to go by, a full pipe loses its oldest whole sentences.
+  std::string all;
+  for (uint16_t number = 0; number < 2000; ++number) {
+    GSASentence gsa;
+    gsa.pdop = number;
+    feeder.Write(gsa);  // never refused
+    all += ToString(gsa);
+  }
+  const std::string late = ReadLate(path);
+  ASSERT_GT(late.size(), 2000u);
+  EXPECT_EQ('$', late[0]);
+  EXPECT_EQ(all.substr(all.size() - late.size()), late);
 }
 
 }  // namespace

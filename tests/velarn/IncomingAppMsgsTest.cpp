@@ -7,13 +7,13 @@
 
 #include "common/Exceptions.h"
 #include "velarn/PDUBytes.h"
-#include "velarn/RecordingHandler.h"
 #include "velarn/pdu/AppMsgRegistry.h"
 #include "velarn/pdu/PDUWriter.h"
 
 namespace {
 
 using namespace velarn;
+using velarntest::Ints;
 
 std::unique_ptr<AIncomingAppMsg> Decode(const PDUWriter& writer) {
   common::Buffer buffer(0, 200);
@@ -57,10 +57,10 @@ TEST(IncomingAppMsgsTest, LogbookData) {
                                                        .U32(10, 0xFFFFFFF0)
                                                        .Bytes(11, "ignored", 7))
                                   ->GetLogbook();
-  EXPECT_EQ(std::vector<uint32_t>({2, 123456789, 4, 5, 6, 7, 0xBEEF, 9, 0xFFFFFFF0}),
-            std::vector<uint32_t>({logbook.mode, logbook.odometer, logbook.tripOdometer, logbook.tripStarted,
-                                   logbook.tripDuration, logbook.tripDistance, logbook.reserved1,
-                                   logbook.reserved2, logbook.reserved3}));
+  EXPECT_EQ(
+      Ints(2, 123456789, 4, 5, 6, 7, 0xBEEF, 9, 0xFFFFFFF0),
+      Ints(logbook.mode, logbook.odometer, logbook.tripOdometer, logbook.tripStarted, logbook.tripDuration,
+           logbook.tripDistance, logbook.reserved1, logbook.reserved2, logbook.reserved3));
   EXPECT_TRUE(logbook.tripValid);  // 0 on the wire means valid
   EXPECT_FALSE(DecodeAs<AppMsg_1_2>(PDUWriter(0x0102).Byte(1, 0).Byte(2, 2))->GetLogbook().tripValid);
 
@@ -163,58 +163,15 @@ TEST(IncomingAppMsgsTest, GPSFixAndItsExtendedBlock) {
   // Every field from its own place, in its own width and unit: divided by 10
   // towards zero where the wire counts tenths, 0x33 and 0x35 not read.
   const GPSFixEx& x = fix->GetFixEx();
-  EXPECT_EQ(std::vector<int64_t>({0x80,
-                                  0x83,
-                                  -52300174,
-                                  static_cast<int32_t>(0x8B8A8988) / 10,
-                                  0x8F8E8D8C,
-                                  0x9190,
-                                  0x9392,
-                                  1,
-                                  0x9796,
-                                  0x98,
-                                  0x9B9A,
-                                  static_cast<int32_t>(0xA3A2A1A0),
-                                  static_cast<int64_t>(0xABAAA9A8A7A6A5A4u),
-                                  0xADAC / 10,
-                                  0xAFAE / 10,
-                                  0xB1B0,
-                                  0xB2,
-                                  0xB4,
-                                  0xB6,
-                                  2,
-                                  0xB8,
-                                  0xB9,
-                                  static_cast<int16_t>(0xBBBA),
-                                  0xBDBC,
-                                  -5,
-                                  359}),
-            std::vector<int64_t>({x.status,
-                                  x.opaque3,
-                                  x.latitude,
-                                  x.longitude,
-                                  x.time,
-                                  x.speed,
-                                  x.course,
-                                  x.hdop,
-                                  x.magneticVariation,
-                                  x.magneticVariationDirection,
-                                  x.opaque5,
-                                  x.opaque7,
-                                  static_cast<int64_t>(x.satelliteMask),
-                                  x.pdop,
-                                  x.vdop,
-                                  x.opaque8,
-                                  x.fixType,
-                                  x.opaque9,
-                                  x.fixMode,
-                                  x.satelliteCount,
-                                  x.satellites[0].number,
-                                  x.satellites[0].signal,
-                                  x.satellites[0].elevation,
-                                  x.satellites[0].azimuth,
-                                  x.satellites[1].elevation,
-                                  x.satellites[1].azimuth}));
+  EXPECT_EQ(Ints(0x80, 0x83, -52300174, static_cast<int32_t>(0x8B8A8988) / 10, 0x8F8E8D8C, 0x9190, 0x9392, 1,
+                 0x9796, 0x98, 0x9B9A, static_cast<int32_t>(0xA3A2A1A0), 0xABAAA9A8A7A6A5A4u, 0xADAC / 10,
+                 0xAFAE / 10, 0xB1B0, 0xB2, 0xB4, 0xB6, 2, 0xB8, 0xB9, static_cast<int16_t>(0xBBBA), 0xBDBC,
+                 -5, 359),
+            Ints(x.status, x.opaque3, x.latitude, x.longitude, x.time, x.speed, x.course, x.hdop,
+                 x.magneticVariation, x.magneticVariationDirection, x.opaque5, x.opaque7, x.satelliteMask,
+                 x.pdop, x.vdop, x.opaque8, x.fixType, x.opaque9, x.fixMode, x.satelliteCount,
+                 x.satellites[0].number, x.satellites[0].signal, x.satellites[0].elevation,
+                 x.satellites[0].azimuth, x.satellites[1].elevation, x.satellites[1].azimuth));
   EXPECT_EQ(0xFF, x.satellites[2].number);  // past the count
 
   EXPECT_EQ(kWrongSize, Refusal(PDUWriter(0x0701).Byte(6, 125)));
@@ -240,30 +197,6 @@ TEST(IncomingAppMsgsTest, MalformedExtendedBlockIsSkippedWithoutError) {
   auto kept = DecodeAs<AppMsg_7_1>(Block(Block(writer, FixExBlock(1, 2)), FixExBlock(3, 0)));
   EXPECT_EQ(1, kept->GetFixEx().satelliteCount);
   EXPECT_EQ(0xFF, kept->GetFixEx().satellites[1].number);
-}
-
-TEST(IncomingAppMsgsTest, DispatchCallsTheOverloadOfItsClass) {
-  const std::vector<PDUWriter> writers = {
-      PDUWriter(0x0102).Byte(1, 0),
-      PDUWriter(0x0403).Byte(1, 0),
-      PDUWriter(0x0405).Byte(1, 0).U16(2, 0),
-      PDUWriter(0x0406),
-      PDUWriter(0x0408).Text(1, ""),
-      PDUWriter(0x040A),
-      PDUWriter(0x0701),
-      PDUWriter(0x0802).Text(1, "n"),
-      PDUWriter(0x0804).Text(1, "n"),
-      PDUWriter(0x0806).Text(1, "n"),
-  };
-  velarntest::RecordingHandler handler;
-  for (const PDUWriter& writer : writers) {
-    Decode(writer)->Dispatch(handler);
-  }
-  EXPECT_EQ(std::vector<std::string>({"1:2", "4:3", "4:5", "4:6", "4:8", "4:A", "7:1", "8:2", "8:4", "8:6"}),
-            handler.calls);
-  EXPECT_EQ(std::vector<unsigned short>(
-                {0x0102, 0x0403, 0x0405, 0x0406, 0x0408, 0x040A, 0x0701, 0x0802, 0x0804, 0x0806}),
-            handler.ids);
 }
 
 }  // namespace

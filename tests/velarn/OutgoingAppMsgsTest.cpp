@@ -12,32 +12,19 @@ namespace {
 using namespace velarn;
 using velarntest::Bytes;
 
-// Every class writes its options in order and leaves out the optional ones:
-// an empty recipient of 4:7, the value of an unknown parameter in 8:3.
-TEST(OutgoingAppMsgsTest, EveryClassWritesItsOptionsInOrder) {
+// The bytes of every class are pinned by ApplicationLayerTest, which sends
+// each; here what it can't reach: empty values, copies, a reused buffer.
+TEST(OutgoingAppMsgsTest, EmptyValuesCopiesAndReusedBuffers) {
   common::Buffer message = Bytes({0xA1, 0xB2});
   const struct {
     std::shared_ptr<AOutgoingAppMsg> message;
     std::vector<int> bytes;
   } cases[] = {
-      {std::make_shared<AppMsg_1_1>(), {0x01, 0x01}},
-      {std::make_shared<AppMsg_1_3>(5), {0x01, 0x03, 0x01, 0x01, 0x00, 0x05}},
-      {std::make_shared<AppMsg_4_2>(), {0x04, 0x02}},
-      {std::make_shared<AppMsg_4_4>(0, 0), {0x04, 0x04, 0x01, 0x01, 0x00, 0x00, 0x02, 0x01, 0x00, 0x00}},
-      {std::make_shared<AppMsg_4_4>(0, 9), {0x04, 0x04, 0x01, 0x01, 0x00, 0x00, 0x02, 0x01, 0x00, 0x09}},
-      {std::make_shared<AppMsg_4_B>(), {0x04, 0x0B}},
-      {std::make_shared<AppMsg_7_2>(1), {0x07, 0x02, 0x01, 0x01, 0x00, 0x01}},
-      {std::make_shared<AppMsg_8_1>("GPF"), {0x08, 0x01, 0x01, 0x03, 0x00, 'G', 'P', 'F'}},
-      {std::make_shared<AppMsg_8_5>("REL"), {0x08, 0x05, 0x01, 0x03, 0x00, 'R', 'E', 'L'}},
-      {std::make_shared<AppMsg_4_7>(message, ""), {0x04, 0x07, 0x01, 0x02, 0x00, 0xA1, 0xB2}},
       {std::make_shared<AppMsg_4_7>(message, "HQ"),
        {0x04, 0x07, 0x01, 0x02, 0x00, 0xA1, 0xB2, 0x03, 0x02, 0x00, 'H', 'Q'}},
       {std::make_shared<AppMsg_4_7>(Bytes({}), ""), {0x04, 0x07, 0x01, 0x00, 0x00}},
-      {std::make_shared<AppMsg_8_3>("CMD"), {0x08, 0x03, 0x01, 0x03, 0x00, 'C', 'M', 'D'}},
       {std::make_shared<AppMsg_8_3>("CMD", Bytes({})),
        {0x08, 0x03, 0x01, 0x03, 0x00, 'C', 'M', 'D', 0x02, 0, 0}},
-      {std::make_shared<AppMsg_8_3>("N", Bytes({'7'})),
-       {0x08, 0x03, 0x01, 0x01, 0x00, 'N', 0x02, 0x01, 0x00, '7'}},
   };
   message.Clear();  // the messages hold copies
   message.Append(9);

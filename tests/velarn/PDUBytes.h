@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <initializer_list>
 #include <string>
 #include <vector>
@@ -24,6 +25,13 @@ inline std::vector<int> Content(const common::Buffer& buffer) {
 
 inline std::string Text(const common::Buffer& buffer) {
   return std::string(reinterpret_cast<const char*>(buffer.GetData()), buffer.GetSize());
+}
+
+// Values of mixed types as one comparable list, so that a row of fields is
+// checked in one assertion.
+template <class... T>
+std::vector<int64_t> Ints(T... values) {
+  return {static_cast<int64_t>(values)...};
 }
 
 using testsupport::Thrown;

@@ -233,24 +233,6 @@ TEST(TransportLayerTest, ConnectRequestWhileConnectedResetsAndFallsBack) {
   ASSERT_TRUE(link.unit.WaitFor(OfType(1), reset, 2000ms));
 }
 
-TEST(TransportLayerTest, StopWhileConnectedRaisesNothingAndKeepsLastingPackets) {
-  Link link;
-  link.Connect();
-  link.stack.Send(velarn::Packet::kKeepForSession, {0x04, 0x07});
-  link.stack.Send(velarn::Packet::kLinkOnly, {0x01, 0x01});
-  Frame sent;
-  ASSERT_TRUE(link.unit.WaitFor(DataWith({0x04, 0x07}), sent, 2000ms));
-  link.stack.Stop();
-  EXPECT_EQ("closed", link.stack.StateName());
-  EXPECT_EQ(0u, link.stack.log.Count("interrupted"));
-  std::unique_ptr<velarn::TransportLayerContext> context = link.stack.Context();
-  ASSERT_EQ(1u, context->packets.size());
-  EXPECT_EQ(2u, context->packets.front().flags);
-  // The head survived: its number and its count stay for the resume.
-  EXPECT_EQ(1, context->txSequence);
-  EXPECT_GE(context->retryCount, 1u);
-}
-
 velarn::TransportLayerContext Stored(uint8_t txSequence, uint32_t retryCount) {
   velarn::TransportLayerContext stored;
   stored.sessionId = 0x4711;
@@ -282,18 +264,6 @@ TEST(TransportLayerTest, ResumedHeadContinuesItsTransmissionCount) {
   link.unit.Collect(100ms, ScriptedUnit::Options());
   EXPECT_EQ("received 04:03", link.LastEvent());
   EXPECT_EQ(1u, link.stack.log.Count("received"));
-}
-
-TEST(TransportLayerTest, NewSessionDropsSessionPacketsButKeepsDurableOnes) {
-  Link link;
-  link.stack.SetContext(Stored(40, 3));
-  // The unit forgot the session: a new one, and the dropped head moves the
-  // first number from 1 to 2.
-  EXPECT_NE(0x4711, link.Connect(0));
-  EXPECT_EQ("connected 1", link.LastEvent());
-  Frame durable;
-  ASSERT_TRUE(link.unit.WaitFor(OfType(3), durable, 2000ms));
-  EXPECT_EQ("42 83 02 0B", Hex(durable.bytes));
 }
 
 }  // namespace

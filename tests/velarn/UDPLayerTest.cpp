@@ -55,11 +55,6 @@ TEST(UDPLayerTest, StartStopRefusalsAndRestart) {
   const sockaddr_in bound = udp->GetBoundAddress();
   EXPECT_NE(0, bound.sin_port);
 
-  // A second layer on the same address can't bind; it stays stopped.
-  velarn::UDPLayer other(mutex, bound, unit.Address());
-  EXPECT_EQ(0u, Thrown<IOException>([&] { other.Start(); }).find("can't bind socket (errno "));
-  EXPECT_EQ("UDPLayer was stopped", Thrown<InvalidOperationException>([&] { other.Stop(); }));
-
   // Stopped and started again on the same port; destroying a started layer
   // stops it and frees the port.
   layer->Stop();

@@ -31,31 +31,10 @@ std::unique_ptr<T> DecodeAs(const common::Buffer& buffer) {
 
 // A fix with a distinct value in every field the wire carries.
 GPSFixEx FullFixEx(unsigned count) {
-  GPSFixEx x{'A',
-             1,
-             2,
-             3,
-             -52370216,
-             4895168,
-             300000000,
-             1000,
-             2345,
-             12,
-             31,
-             'E',
-             4,
-             5,
-             -6,
-             7,
-             0x0000000100000007u,
-             20,
-             17,
-             8,
-             3,
-             9,
-             'A',
-             static_cast<uint8_t>(count),
-             {}};
+  GPSFixEx x{'A', 1,   2,   3, -52370216, 4895168, 300000000,           1000, 2345, 12,
+             31,  'E', 4,   5, -6,        7,       0x0000000100000007u, 20,   17,   8,
+             3,   9,   'A', 0, {}};
+  x.satelliteCount = static_cast<uint8_t>(count);
   for (unsigned i = 0; i < count; ++i) {
     x.satellites[i] = SatelliteInfo{static_cast<uint8_t>(i + 1), static_cast<uint8_t>(30 + i),
                                     static_cast<int16_t>(i * 3 - 10), static_cast<uint16_t>(i * 11)};

@@ -255,7 +255,9 @@ TEST(VelarnDriverTest, HandlerCallsBackAndStopWhileConnectedIsQuiet) {
   for (const velarn::Packet& packet : stored->packets) {
     EXPECT_EQ(velarn::Packet::kKeepForSession, packet.flags);
   }
+  // The unacknowledged head keeps its number and its count for the resume.
   EXPECT_EQ(5, stored->txSequence);
+  EXPECT_GE(stored->retryCount, 1u);
   EXPECT_EQ(ServerMessagePDU({0x05, 0x02}), linktest::ToBytes(stored->packets.back().data));
   rig.Start();
   EXPECT_FALSE(rig.driver.IsConnected());
@@ -265,35 +267,10 @@ TEST(VelarnDriverTest, HandlerCallsBackAndStopWhileConnectedIsQuiet) {
   rig.driver.Stop();
 }
 
-TEST(VelarnDriverTest, UnitEventsReachTheDaemonAndConnectedFollowsWithoutHandler) {
+// Without a handler the events are consumed all the same (the unit's events
+// reaching the handler are shown by the stop test below).
+TEST(VelarnDriverTest, ConnectedFollowsWithoutHandler) {
   Rig rig;
-  rig.Start();
-  rig.Connect(0);
-  common::Buffer pdu(64, 200);
-  // The status table, rows out of order, then a server message.
-  velarn::WriteStatusTableSize(3, true, pdu);
-  rig.unit.SendData(1, linktest::ToBytes(pdu));
-  Frame ask;
-  ASSERT_TRUE(
-      rig.unit.WaitFor(DataWith({0x04, 0x04, 0x01, 0x01, 0x00, 0x00, 0x02, 0x01, 0x00, 0x02}), ask, 2000ms));
-  rig.unit.SendAck(ask.Sequence());
-  const std::pair<uint8_t, const char*> rows[] = {{2, "c"}, {0, "a"}, {1, "b"}};
-  uint8_t sequence = 2;
-  for (const auto& row : rows) {
-    velarn::StatusTableRow entry;
-    entry.key = static_cast<uint16_t>(100 + row.first);
-    entry.text = row.second;
-    velarn::WriteStatusTableRow(row.first, entry, pdu);
-    rig.unit.SendData(sequence++, linktest::ToBytes(pdu));
-  }
-  velarn::WriteServerMessage(linktest::ToBuffer({0x04, 0x01}), true, pdu);
-  rig.unit.SendData(sequence++, linktest::ToBytes(pdu));
-  ASSERT_TRUE(rig.log.WaitFor("message", 1, 3000));
-  EXPECT_EQ((std::vector<std::string>{"connected 1", "table 100=a,101=b,102=c", "message 04:01 valid 1"}),
-            rig.log.Lines());
-  rig.driver.Stop();
-
-  // No handler: the events are consumed all the same.
   rig.driver.SetEventHandler(nullptr);
   rig.Start();
   rig.driver.Listen();
@@ -303,7 +280,7 @@ TEST(VelarnDriverTest, UnitEventsReachTheDaemonAndConnectedFollowsWithoutHandler
   rig.driver.Disconnect();
   EXPECT_TRUE(testsupport::WaitUntil([&] { return !rig.driver.IsConnected(); }, 3000ms));
   rig.driver.Stop();
-  EXPECT_EQ(3u, rig.log.Lines().size());
+  EXPECT_TRUE(rig.log.Lines().empty());
 }
 
 // Callers on several threads, the unit's traffic on the receive thread, the
@@ -379,7 +356,9 @@ TEST(VelarnDriverTest, StopDeliversAcknowledgedDataAndKeepsTheReplies) {
         rig.unit.WaitFor([i](const Frame& f) { return f.IsAck() && f.Sequence() == i; }, ack, 2000ms));
   }
   rig.driver.Stop();
-  EXPECT_EQ(3u, rig.log.Count("message "));
+  EXPECT_EQ((std::vector<std::string>{"connected 1", "message 01 valid 1", "message 02 valid 1",
+                                      "message 03 valid 1"}),
+            rig.log.Lines());
   const std::unique_ptr<velarn::TransportLayerContext> context = rig.StoredContext();
   ASSERT_NE(nullptr, context);
   size_t replies = 0;
