@@ -105,6 +105,13 @@ TEST(ReplaceFileTest, WhatStandsAtThePathDecidesWhereTheBytesGo) {
     EXPECT_NE(0, ::lstat(dir.File("db.tmp").c_str(), &status));
     EXPECT_NE(0, ::lstat(dir.File("db.tmp.999999999.0").c_str(), &status));
   }
+  if (me == 0) {  // only the group differs from the new file's: kept as well
+    testsupport::TempDir dir;
+    WriteFile(dir.File("db"), "old");
+    ASSERT_EQ(0, ::chown(dir.File("db").c_str(), 0, kOther));
+    Save(dir.File("db"), "new");
+    EXPECT_EQ(kOther, LinkStatus(dir.File("db")).st_gid);
+  }
 }
 
 // Runs save as nobody in a child when this test runs as root (which no

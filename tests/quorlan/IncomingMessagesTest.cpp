@@ -170,7 +170,9 @@ TEST(IncomingMessagesTest, RulesFailWithTheirTexts) {
       {ParseFailure(Tree(0x0402, {{1, Int(7)}, {6, Int(1)}})), "node has unexpected type"},
       {ParseFailure(Tree(0x0402, {{1, Int(7)}, {9, List({Null()})}})), "node has unexpected type"},
       {ParseFailure(Tree(0x0403, {})), "missing node 1"},
+      {ParseFailure(Tree(0x0403, {{1, Null()}})), "node 1 has unexpected type"},
       {ParseFailure(Tree(0x0404, {{1, Int(7)}})), "missing node 2"},
+      {ParseFailure(Tree(0x0404, {{1, Null()}, {2, Str("Hi")}})), "node 1 has unexpected type"},
       // An integer is not a bool, and nothing is nullable.
       {ParseFailure(Tree(0x0405, {{3, Int(1)}})), "node 3 has unexpected type"},
       {ParseFailure(Tree(0x0405, {{11, Null()}})), "node 11 has unexpected type"},

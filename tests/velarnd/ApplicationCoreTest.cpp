@@ -87,6 +87,8 @@ TEST(ApplicationCoreTest, TheEventHeaderCarriesTimeLinkAgePositionsAndTheUnitsFi
   rig.driver.connected = false;
   rig.database.velarn.linkLostAt = common::GetTimeMs() - 5300;  // whole seconds
   EXPECT_EQ("linkAge=5", Header(rig));
+  rig.database.velarn.linkLostAt = common::GetTimeMs() + 3600000;  // clock set back since
+  EXPECT_EQ("linkAge=0", Header(rig));
   rig.database.velarn.linkLostAt = 0;
 
   // The navigation application counts in hundred-thousandths of a degree;
