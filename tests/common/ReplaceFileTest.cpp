@@ -69,6 +69,12 @@ TEST(ReplaceFileTest, WhatStandsAtThePathDecidesWhereTheBytesGo) {
        0666,
        me,
        "db.tmp.1.0"},  // pid 1 runs: its temporary stays
+      {"a neighbour whose name only begins like a temporary's",
+       {{"db.tmpx", "gone", me, 0}},
+       "db",
+       0666,
+       me,
+       "db.tmpx"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);

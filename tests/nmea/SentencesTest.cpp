@@ -143,6 +143,8 @@ TEST(SentencesTest, GGAAndVTGRenderLikeTheOthers) {
   EXPECT_EQ("GPGGA,052000,5222.2129,N,00453.7100,W,1,07,0.9,-12.5,M,47.3,M,,", gga.GetBody());
   gga.altitude = -5;
   EXPECT_EQ("GPGGA,052000,5222.2129,N,00453.7100,W,1,07,0.9,-0.5,M,47.3,M,,", gga.GetBody());
+  gga.altitude = 0;  // sea level has no sign
+  EXPECT_EQ("GPGGA,052000,5222.2129,N,00453.7100,W,1,07,0.9,0.0,M,47.3,M,,", gga.GetBody());
   EXPECT_EQ("GGA", gga.GetType());
 
   VTGSentence vtg;
