@@ -89,7 +89,7 @@ TEST(DaemonProcessTest, DetachedInstanceReturnsAtOnceAndRunsUntilTerm) {
   testsupport::TempDir dir;
   const std::string lockFile = dir.File("velarnd.pid");
   std::vector<std::string> args = FullParameters(dir);
-  args.insert(args.end(), {"-lockfile", lockFile});
+  args.insert(args.end(), {"-lockfile", lockFile, "-checkpoint", "86400"});  // the longest allowed
 
   const testsupport::RunResult parent = testsupport::Run(Command(args), 5s);
   ASSERT_TRUE(parent.finished);
