@@ -9,23 +9,18 @@ namespace velarnd {
 
 namespace {
 
-// The slow data of a database, moved out of it and back.
-struct SlowData {
-  data::GPSInfo unitGps;
-  unsigned odometer = 0;
-  unsigned tripValue = 0;
-  uint64_t linkLostAt = 0;
-  bool tripValid = false;
-  unsigned tripOdometer = 0;
-  unsigned tripStarted = 0;
-  unsigned tripDuration = 0;
-  unsigned tripDistance = 0;
-  data::GPSInfo navigationGps;
-  unsigned lastEta = 0;
-  unsigned etaOrderId = 0;
+// The slow data of a database, kept aside for as long as this lives, so that
+// what is left of the database can be encoded without it.
+class SlowDataAside {
+ public:
+  explicit SlowDataAside(data::Database& database) : database(database) { Swap(); }
+  ~SlowDataAside() { Swap(); }
+  SlowDataAside(const SlowDataAside&) = delete;
+  SlowDataAside& operator=(const SlowDataAside&) = delete;
 
+ private:
   // Exchanges these fields with the database's.
-  void Swap(data::Database& database) {
+  void Swap() {
     data::VelarnParameters& unit = database.velarn;
     data::LogbookInfo& logbook = unit.logbook;
     std::swap(unitGps, unit.gps);
@@ -41,6 +36,20 @@ struct SlowData {
     std::swap(lastEta, database.zu.lastEta);
     std::swap(etaOrderId, database.zu.etaOrderId);
   }
+
+  data::Database& database;
+  data::GPSInfo unitGps;
+  unsigned odometer = 0;
+  unsigned tripValue = 0;
+  uint64_t linkLostAt = 0;
+  bool tripValid = false;
+  unsigned tripOdometer = 0;
+  unsigned tripStarted = 0;
+  unsigned tripDuration = 0;
+  unsigned tripDistance = 0;
+  data::GPSInfo navigationGps;
+  unsigned lastEta = 0;
+  unsigned etaOrderId = 0;
 };
 
 template <class T>
@@ -58,24 +67,24 @@ void AppendGps(std::string& bytes, const data::GPSInfo& gps) {
   AppendBytes(bytes, gps.course);
 }
 
-// The slow data as bytes, to tell whether it changed.
-std::string SlowBytes(data::Database& database) {
-  SlowData slow;
-  slow.Swap(database);
+// The slow data (the fields SlowDataAside takes) as bytes, to tell whether it
+// changed.
+std::string SlowBytes(const data::Database& database) {
+  const data::VelarnParameters& unit = database.velarn;
+  const data::LogbookInfo& logbook = unit.logbook;
   std::string bytes;
-  AppendGps(bytes, slow.unitGps);
-  AppendBytes(bytes, slow.odometer);
-  AppendBytes(bytes, slow.tripValue);
-  AppendBytes(bytes, slow.linkLostAt);
-  AppendBytes(bytes, slow.tripValid);
-  AppendBytes(bytes, slow.tripOdometer);
-  AppendBytes(bytes, slow.tripStarted);
-  AppendBytes(bytes, slow.tripDuration);
-  AppendBytes(bytes, slow.tripDistance);
-  AppendGps(bytes, slow.navigationGps);
-  AppendBytes(bytes, slow.lastEta);
-  AppendBytes(bytes, slow.etaOrderId);
-  slow.Swap(database);
+  AppendGps(bytes, unit.gps);
+  AppendBytes(bytes, unit.odometer);
+  AppendBytes(bytes, unit.tripValue);
+  AppendBytes(bytes, unit.linkLostAt);
+  AppendBytes(bytes, logbook.tripValid);
+  AppendBytes(bytes, logbook.tripOdometer);
+  AppendBytes(bytes, logbook.tripStarted);
+  AppendBytes(bytes, logbook.tripDuration);
+  AppendBytes(bytes, logbook.tripDistance);
+  AppendGps(bytes, database.zu.gps);
+  AppendBytes(bytes, database.zu.lastEta);
+  AppendBytes(bytes, database.zu.etaOrderId);
   return bytes;
 }
 
@@ -84,16 +93,11 @@ std::string SlowBytes(data::Database& database) {
 CheckpointPolicy::CheckpointPolicy(data::Database& database) : database(database) {}
 
 uint64_t CheckpointPolicy::DigestLasting() {
-  SlowData slow;
-  slow.Swap(database);
   std::string bytes;
-  try {
+  {
+    const SlowDataAside aside(database);
     bytes = data::EncodeDatabase(database);
-  } catch (...) {
-    slow.Swap(database);
-    throw;
   }
-  slow.Swap(database);
   uint64_t digest = 14695981039346656037ull;
   for (const char byte : bytes) {
     digest = (digest ^ static_cast<unsigned char>(byte)) * 1099511628211ull;
